@@ -1,0 +1,88 @@
+/// @file
+/// Dense arrays of up to four dimensions for inference data.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "tavo_core/tavo_buffer.h"
+#include "tavo_core/tavo_export.h"
+
+namespace tavo {
+
+/// Element types that the image library reads; other numbers are only carried.
+enum TensorDataType : std::int32_t {
+    TENSOR_FLOAT_16 = 3,
+    TENSOR_FLOAT_32 = 5,
+};
+
+/// The meaning of the dimensions; only carried.
+enum TensorFormat : std::int32_t {};
+
+/// The order of colours; only carried.
+enum TensorChannelOrder : std::int32_t {};
+
+/// One number per dimension: elements for a size, bytes for strides.
+struct TensorSize {
+    int count = 0;                ///< dimensions in use, 1 to 4
+    int dim[4] = {0, 0, 0, 0};
+};
+
+TAVO_CORE_API bool operator==(const TensorSize& a, const TensorSize& b);
+inline bool operator!=(const TensorSize& a, const TensorSize& b) {
+    return !(a == b);
+}
+
+/// The description of a tensor's memory.
+struct TAVO_CORE_API TensorLayout {
+    TensorDataType dataType = TensorDataType(0);
+    TensorFormat format = TensorFormat(0);
+
+private:
+    std::int32_t _reserved = 0;
+
+public:
+    TensorSize size;     ///< elements
+    TensorSize strides;  ///< bytes from one element of a dimension to the next
+    TensorChannelOrder channelOrder = TensorChannelOrder(0);
+    std::uint32_t size_bytes = 0;  ///< the furthest byte that a stride reaches
+
+    /// The empty layout.
+    TensorLayout() = default;
+
+    /// @throws Exception TAVO_STATUS_OUT_OF_RANGE when the counts are not equal and 1 to 4, when a
+    ///         dimension is below 1, a stride negative, or the payload 0 or above 32 bits
+    TensorLayout(TensorDataType dataType,
+                 TensorFormat format,
+                 const TensorSize& size,
+                 const TensorSize& strides,
+                 TensorChannelOrder channelOrder);
+};
+
+/// A tensor. Copies share the elements.
+class TAVO_CORE_API Tensor {
+public:
+    /// An uninitialized tensor.
+    Tensor() = default;
+
+    bool initialized() const { return _buffer && _buffer->data; }
+    const TensorLayout& layout() const { return _layout; }
+    DeviceContext deviceContext() const;
+
+    /// Address of the payload; null for an uninitialized tensor.
+    unsigned char* data() const { return _buffer ? _buffer->data : nullptr; }
+
+    /// Takes that layout and a fresh zeroed block of `size_bytes`.
+    /// @throws Exception TAVO_STATUS_OUT_OF_RANGE for an empty layout, or
+    ///         TAVO_STATUS_OUT_OF_MEMORY; the tensor then stays as it was
+    void reuse(const TensorLayout& layout, const DeviceContext& context);
+
+    /// Back to the uninitialized state; other tensors over the same elements keep them.
+    void clear() { *this = Tensor(); }
+
+private:
+    TensorLayout _layout;
+    std::shared_ptr<Buffer> _buffer;
+};
+
+}  // namespace tavo

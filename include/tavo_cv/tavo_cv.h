@@ -1,0 +1,14 @@
+/// @file
+/// Everything of the image library.
+#pragma once
+
+#include "tavo_core/tavo_core.h"
+#include "tavo_cv/tavo_format_converter.h"
+#include "tavo_cv/tavo_row_copier.h"
+#include "tavo_cv/tavo_row_index.h"
+#include "tavo_cv/tavo_row_producer.h"
+#include "tavo_cv/tavo_row_reader.h"
+#include "tavo_cv/tavo_row_window.h"
+#include "tavo_cv/tavo_row_writer.h"
+#include "tavo_cv/tavo_scaler_bilinear.h"
+#include "tavo_cv/tavo_scaler_nn.h"
