@@ -146,14 +146,14 @@ void yuvToBgr(const Byte* __restrict y,
     const std::ptrdiff_t whole = width / Subsampling;
     for (std::ptrdiff_t k = 0; k < whole; ++k) {
         const ChromaTerms chroma = chromaTerms(u[k * ChromaStep], v[k * ChromaStep]);
-        for (std::ptrdiff_t x = k * Subsampling; x < (k + 1) * Subsampling; ++x) {
+        for (int i = 0; i < Subsampling; ++i) {
+            const std::ptrdiff_t x = k * Subsampling + i;
             storeBgr(y[x * LumaStep], chroma, bgr + 3 * x);
         }
     }
-    for (std::ptrdiff_t x = whole * Subsampling; x < width; ++x) {
-        storeBgr(y[x * LumaStep],
-                 chromaTerms(u[whole * ChromaStep], v[whole * ChromaStep]),
-                 bgr + 3 * x);
+    if (whole * Subsampling < width) {
+        const ChromaTerms chroma = chromaTerms(u[whole * ChromaStep], v[whole * ChromaStep]);
+        storeBgr(y[(width - 1) * LumaStep], chroma, bgr + 3 * (width - 1));
     }
 }
 

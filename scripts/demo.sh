@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Builds the examples and takes the photographs of examples/pictures/ through the library. The
+# results are written to build/demo/, with contact_sheet.png showing all of them.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/setup.sh
+need cmake g++ make libstb-dev
+
+echo "== building release"
+build release -DTAVO_BUILD_EXAMPLES=ON -DBUILD_TESTING=OFF
+echo "== picture tour"
+build/release/examples/picture_tour build/demo examples/pictures/*.png examples/pictures/*.jpg

@@ -1,0 +1,6 @@
+// Everything of the kernel layer.
+#pragma once
+
+#include "simd/simd_memory.h"
+#include "simd/simd_parallel.h"
+#include "simd/simd_platform.h"

@@ -1,0 +1,51 @@
+// Aligned memory with margins, and the base of what the creating functions hand out.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+namespace Simd {
+
+/// A block of @p bytes at a multiple of @p align, with 64 bytes before it and at least 64 behind.
+/// @p align is rounded up to what the system accepts.
+/// @return null after a failure, which prints one line to std::cout
+void* Allocate(std::uint32_t bytes, std::uint32_t align);
+
+/// Gives back what `Allocate` returned; null is allowed.
+void Free(void* data);
+
+/// The common base of the objects that creating functions hand out. Their owner deletes them.
+class Deletable {
+public:
+    virtual ~Deletable() = default;
+};
+
+/// A buffer of elements that are not initialised and not kept when its size changes.
+template <class T>
+class Array {
+    static_assert(std::is_trivially_copyable<T>::value, "elements are never constructed");
+
+public:
+    T* data = nullptr;       ///< null while `size` is 0
+    std::uint32_t size = 0;  ///< elements
+
+    Array() = default;
+    ~Array() { Free(data); }
+    Array(const Array&) = delete;
+    Array& operator=(const Array&) = delete;
+
+    /// Does nothing when @p new_size is the current one. After a failed allocation `data` is null.
+    void Resize(std::uint32_t new_size, std::uint32_t align = 16) {
+        if (new_size == size) {
+            return;
+        }
+        Free(data);
+        data = nullptr;
+        size = new_size;
+        if (size != 0) {
+            data = static_cast<T*>(Allocate(std::uint32_t(size * sizeof(T)), align));
+        }
+    }
+};
+
+}  // namespace Simd
