@@ -40,7 +40,7 @@ public:
     /// The rows of a slot; slot 0 is source row `_begin`. The pointer stays valid until the next
     /// call after `_begin` has changed.
     /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a slot outside the window; what the
-    ///         producer throws
+    ///         producer throws, after which the window has to be prepared anew
     RowData* rowData(int row_index_in_window);
 
 private:

@@ -21,7 +21,7 @@ void FormatConverter::_reuse(Source& source,
     _impl->reuse(src_layout.format, dst_format, src_layout.size.width, &window_size);
     _window.reuse(source, window_size);
     _layout = FrameLayout(dst_format, src_layout.size, 64);
-    _impl->limitWidth(_layout);
+    _impl->limitSamples(_layout);
     _row = 0;
     _src_layout = &src_layout;
     _converting = _impl->ready;

@@ -1,7 +1,6 @@
 #include "tavo_cv/tavo_impl_format_converter.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "tavo_core/tavo_exception.h"
 #include "tavo_cv/tavo_impl_row_functions.h"
@@ -108,6 +107,7 @@ void ImplFormatConverter::reuse(FrameFormat src, FrameFormat dst, int width_, in
                    "Failure in ImplFormatConverter::reuse(...) : Null pointer to window size.");
     }
     function = nullptr;
+    limits = SampleLimits();
     get_context(src, dst, window_size);
     width = width_;
     ready = true;
@@ -127,19 +127,16 @@ void ImplFormatConverter::get_context(const FrameFormat& src,
     *window_size = conversion.window_size;
 }
 
-void ImplFormatConverter::limitWidth(const FrameLayout& dst) {
-    if (function != impl::rowYuvToYuv) {
-        return;
-    }
-    const auto limit = [&](int plane, int offset, int step, int subsampling) {
-        if (plane < dst.plane_count) {
-            const int samples = (dst.plane[plane].row_bytes - offset + step - 1) / step;
-            width = int(std::min<std::int64_t>(width, std::int64_t(samples) * subsampling));
-        }
+void ImplFormatConverter::limitSamples(const FrameLayout& dst) {
+    const auto room = [&dst](int plane, int offset, int step) {
+        const int bytes = std::max(dst.plane[plane].row_bytes - offset, 0);
+        return bytes / step + (bytes % step != 0 ? 1 : 0);
     };
-    limit(dst_info.y_plane, dst_info.y_offset, dst_info.y_step, 1);
-    limit(dst_info.u_plane, dst_info.u_offset, dst_info.u_step, dst_info.x_subsampling);
-    limit(dst_info.v_plane, dst_info.v_offset, dst_info.v_step, dst_info.x_subsampling);
+    if (function == impl::rowYuvToYuv) {
+        limits.y = room(dst_info.y_plane, dst_info.y_offset, dst_info.y_step);
+        limits.v = room(dst_info.v_plane, dst_info.v_offset, dst_info.v_step);
+        limits.u = room(dst_info.u_plane, dst_info.u_offset, dst_info.u_step);
+    }
 }
 
 void ImplFormatConverter::getFormatInfo(FrameFormat format, FormatInfo& info) {

@@ -1,6 +1,8 @@
 // Which row function converts which pair of formats.
 #pragma once
 
+#include <limits>
+
 #include "tavo_core/tavo_frame.h"
 #include "tavo_cv/tavo_row_producer.h"
 
@@ -21,6 +23,13 @@ struct FormatInfo {
     int u_step;
 };
 
+/// The most samples of each component that fit a row.
+struct SampleLimits {
+    int y = std::numeric_limits<int>::max();
+    int v = std::numeric_limits<int>::max();
+    int u = std::numeric_limits<int>::max();
+};
+
 class ImplFormatConverter;
 
 /// Converts one row. @p rows[0] is the current source row, @p rows[1] the next or null; @p width
@@ -34,6 +43,7 @@ class ImplFormatConverter {
 public:
     FormatInfo src_info = {};
     FormatInfo dst_info = {};
+    SampleLimits limits;
     int width = 0;
     bool ready = false;
     ConvertRowFunction function = nullptr;
@@ -48,10 +58,10 @@ public:
     /// Fills both records and selects `function` and @p window_size.
     void get_context(const FrameFormat& src, const FrameFormat& dst, int* window_size);
 
-    /// Shortens `width` to the pixels whose samples fit @p dst where `dst_info` puts them. That
-    /// matters for destinations that are not YUV: they are written by the record of the last YUV
-    /// destination, whose rows may have been longer.
-    void limitWidth(const FrameLayout& dst);
+    /// Limits the samples of each component to what fits the rows of @p dst. That matters for
+    /// destinations that are not YUV: they are written by the record of the last YUV destination,
+    /// whose rows may have been longer.
+    void limitSamples(const FrameLayout& dst);
 
     /// Describes a YUV format; for formats that are not YUV @p info stays as it is.
     /// @throws Exception TAVO_STATUS_BAD_FORMAT for a format that has no conversions

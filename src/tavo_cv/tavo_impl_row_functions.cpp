@@ -95,19 +95,26 @@ void chromaOfBgr(const Byte* const (&rows)[Rows],
     }
 }
 
-/// @p rows[1] takes part in the chroma when it is there. Null @p u or @p v: luma only.
+/// Chroma of full height, from the row alone.
 template <int LumaStep, int ChromaStep, int Subsampling>
 void bgrToYuv(Rows rows, Byte* y, Byte* u, Byte* v, int width) {
-    const Byte* const first = rows[0]->plane[0];
-    lumaOfBgr<LumaStep>(first, y, width);
-    if (!u || !v) {
+    const Byte* const bgr = rows[0]->plane[0];
+    lumaOfBgr<LumaStep>(bgr, y, width);
+    if (u && v) {
+        chromaOfBgr<ChromaStep, Subsampling, 1>({bgr}, u, v, width);
+    }
+}
+
+/// Chroma of half height, from the row and the next one where there is one.
+template <int ChromaStep>
+void bgrToYuv420(Rows rows, Byte* y, Byte* u, Byte* v, int width) {
+    if (!u || !v || !rows[1]) {
+        bgrToYuv<1, ChromaStep, 2>(rows, y, u, v, width);
         return;
     }
-    if (rows[1]) {
-        chromaOfBgr<ChromaStep, Subsampling, 2>({first, rows[1]->plane[0]}, u, v, width);
-    } else {
-        chromaOfBgr<ChromaStep, Subsampling, 1>({first}, u, v, width);
-    }
+    const Byte* const bgr = rows[0]->plane[0];
+    lumaOfBgr<1>(bgr, y, width);
+    chromaOfBgr<ChromaStep, 2, 2>({bgr, rows[1]->plane[0]}, u, v, width);
 }
 
 // ---- YUV to BGR ---------------------------------------------------------------------------------
@@ -173,19 +180,26 @@ inline Byte meanSample(const Byte* const (&src)[2], std::ptrdiff_t x) {
 }
 
 template <int SrcStep, int SrcSubsampling, int DstStep, int DstSubsampling, int Rows>
-void resampleChroma(const Byte* const (&src)[2], Byte* __restrict dst, std::ptrdiff_t width) {
+void resampleChroma(const Byte* const (&src)[2],
+                    Byte* __restrict dst,
+                    std::ptrdiff_t width,
+                    std::ptrdiff_t limit) {
     const Byte* const rows[2] = {src[0], src[1]};
     const std::ptrdiff_t whole = width / DstSubsampling;
-    for (std::ptrdiff_t k = 0; k < whole; ++k) {
+    for (std::ptrdiff_t k = 0; k < std::min(whole, limit); ++k) {
         dst[k * DstStep] =
             meanSample<DstSubsampling, SrcStep, SrcSubsampling, Rows>(rows, k * DstSubsampling);
     }
-    if (whole * DstSubsampling < width) {
+    if (whole * DstSubsampling < width && whole < limit) {
         dst[whole * DstStep] = meanSample<1, SrcStep, SrcSubsampling, Rows>(rows, width - 1);
     }
 }
 
-using ResampleFunction = void (*)(const Byte* const (&)[2], Byte*, std::ptrdiff_t);
+/// @p limit is the most samples to write.
+using ResampleFunction = void (*)(const Byte* const (&)[2],
+                                  Byte*,
+                                  std::ptrdiff_t width,
+                                  std::ptrdiff_t limit);
 
 /// How chroma lies in a row: the index of the tables below. Step 1 comes with and without
 /// subsampling, every other step with one of them.
@@ -328,16 +342,16 @@ void rowFloatToBytes(Rows rows, RowData& dst, int width, const Context&) {
 
 void rowBgrToPlanar420(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.dst_info;
-    bgrToYuv<1, 1, 2>(rows, dst.plane[0], dst.plane[info.u_plane], dst.plane[info.v_plane], width);
+    bgrToYuv420<1>(rows, dst.plane[0], dst.plane[info.u_plane], dst.plane[info.v_plane], width);
 }
 
 void rowBgrToSemiPlanar420(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.dst_info;
-    bgrToYuv<1, 2, 2>(rows,
-                      dst.plane[0],
-                      componentRow(dst, 1, info.u_offset),
-                      componentRow(dst, 1, info.v_offset),
-                      width);
+    bgrToYuv420<2>(rows,
+                   dst.plane[0],
+                   componentRow(dst, 1, info.u_offset),
+                   componentRow(dst, 1, info.v_offset),
+                   width);
 }
 
 void rowBgrToYv16(Rows rows, RowData& dst, int width, const Context&) {
@@ -425,7 +439,7 @@ void rowYuvToYuv(Rows rows, RowData& dst, int width, const Context& context) {
              from.y_step,
              componentRow(dst, to.y_plane, to.y_offset),
              to.y_step,
-             width);
+             std::min(width, context.limits.y));
     Byte* const u = componentRow(dst, to.u_plane, to.u_offset);
     Byte* const v = componentRow(dst, to.v_plane, to.v_offset);
     if (!u || !v) {
@@ -439,11 +453,13 @@ void rowYuvToYuv(Rows rows, RowData& dst, int width, const Context& context) {
     resample({componentRow(*rows[0], from.u_plane, from.u_offset),
               componentRow(second, from.u_plane, from.u_offset)},
              u,
-             width);
+             width,
+             context.limits.u);
     resample({componentRow(*rows[0], from.v_plane, from.v_offset),
               componentRow(second, from.v_plane, from.v_offset)},
              v,
-             width);
+             width,
+             context.limits.v);
 }
 
 }  // namespace tavo::impl
