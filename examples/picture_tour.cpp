@@ -1,8 +1,9 @@
 // What a camera application does, on photographs: picture_tour OUTPUT_FOLDER PICTURE...
 //
 // Each picture is turned into NV12, as a camera would deliver it, scaled down and up by nearest
-// neighbour and bilinear, and turned back for display. Every result is written as PNG, and all of
-// them together as one contact sheet.
+// neighbour and bilinear, and turned back for display. Then it is reduced to a quarter by four
+// methods, which differ in how much they alias. Every result is written as PNG, and all of them
+// together as one contact sheet.
 
 #include <chrono>
 #include <cstdio>
@@ -32,12 +33,8 @@ Frame run(const char* name, IRowProducer& stage, const Prepare& prepare) {
         produceFrame(stage, result);
     }
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    std::printf("  %-16s %-11s %4d x %-4d  %7.3f ms\n",
-                name,
-                toString(result.format()),
-                result.width(),
-                result.height(),
-                time.count() / REPETITIONS);
+    std::printf("  %-16s %-11s %4d x %-4d  %7.3f ms\n", name, toString(result.format()),
+                result.width(), result.height(), time.count() / REPETITIONS);
     return result;
 }
 
@@ -46,10 +43,16 @@ Frame convert(const char* name, const Frame& frame, FrameFormat format) {
     return run(name, converter, [&] { converter.reuse(frame, format); });
 }
 
-template <class Scaler>
-Frame scale(const char* name, const Frame& frame, Size size) {
+Frame scale(const char* name, const Frame& frame, Size size, ScaleMethod method) {
     Scaler scaler;
-    return run(name, scaler, [&] { scaler.reuse(frame, size); });
+    return run(name, scaler, [&] { scaler.reuse(frame, size, method); });
+}
+
+Frame scaleLanczos(const char* name, const Frame& frame, Size size) {
+    LanczosKernel kernel;
+    ScalerConvolutional scaler;
+    return run(name, scaler,
+               [&] { scaler.reuse(kernel, frame, size, TAVO_SCALER_FIXED_POINT_16S); });
 }
 
 void tour(const std::filesystem::path& file,
@@ -61,6 +64,7 @@ void tour(const std::filesystem::path& file,
     const Size size = picture.size();
     const Size half((size.width + 1) / 2, (size.height + 1) / 2);
     const Size twice(size.width * 2, size.height * 2);
+    const Size quarter((size.width + 3) / 4, (size.height + 3) / 4);
     const Frame camera = convert("camera", picture, FRAME_NV12);
 
     struct Result {
@@ -69,10 +73,14 @@ void tour(const std::filesystem::path& file,
     };
     const Result results[] = {
         {"camera", camera},
-        {"nearest_down", scale<ScalerNearestNeighbor>("nearest down", camera, half)},
-        {"bilinear_down", scale<ScalerBilinearXY>("bilinear down", camera, half)},
-        {"nearest_up", scale<ScalerNearestNeighbor>("nearest up", camera, twice)},
-        {"bilinear_up", scale<ScalerBilinearXY>("bilinear up", camera, twice)},
+        {"nearest_down", scale("nearest down", camera, half, SCALE_NEAREST)},
+        {"bilinear_down", scale("bilinear down", camera, half, SCALE_BILINEAR)},
+        {"nearest_up", scale("nearest up", camera, twice, SCALE_NEAREST)},
+        {"bilinear_up", scale("bilinear up", camera, twice, SCALE_BILINEAR)},
+        {"quarter_nearest", scale("quarter nearest", picture, quarter, SCALE_NEAREST)},
+        {"quarter_bilinear", scale("quarter bilinear", picture, quarter, SCALE_BILINEAR)},
+        {"quarter_area", scale("quarter area", picture, quarter, SCALE_AREA)},
+        {"quarter_lanczos", scaleLanczos("quarter Lanczos", picture, quarter)},
     };
     const std::string stem = file.stem().string();
     sheet.add(picture, stem + ": as read");
@@ -93,7 +101,7 @@ int main(int argc, char** argv) {
     try {
         const std::filesystem::path folder = argv[1];
         std::filesystem::create_directories(folder);
-        ContactSheet sheet(6, Size(320, 214));
+        ContactSheet sheet(5, Size(320, 214));
         for (int i = 2; i < argc; ++i) {
             tour(argv[i], folder, sheet);
         }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "stb/stb_easy_font.h"
+#include "tavo_cv/tavo_scaler_nn.h"
 
 using namespace tavo;
 
@@ -22,8 +23,7 @@ void fill(Frame& bgr, Rect rect, unsigned char value) {
     Frame region = getRegion(bgr, rect);
     const PlaneLayout& plane = region.layout().plane[0];
     for (int y = 0; y < plane.height; ++y) {
-        std::memset(region.planeData(0) + std::ptrdiff_t(plane.stride) * y,
-                    value,
+        std::memset(region.planeData(0) + std::ptrdiff_t(plane.stride) * y, value,
                     std::size_t(plane.row_bytes));
     }
 }
@@ -35,20 +35,14 @@ void write(Frame& bgr, Point corner, const std::string& text) {
     };
     std::vector<Vertex> vertices(300 * text.size() + 4);
     std::string line = text;  // the font wants it writable
-    const int quads = stb_easy_font_print(0,
-                                          0,
-                                          &line[0],
-                                          nullptr,
-                                          vertices.data(),
+    const int quads = stb_easy_font_print(0, 0, &line[0], nullptr, vertices.data(),
                                           int(vertices.size() * sizeof(Vertex)));
     for (int i = 0; i < quads; ++i) {
         // The first and the third corner of an upright rectangle.
         const Vertex& from = vertices[std::size_t(4 * i)];
         const Vertex& to = vertices[std::size_t(4 * i + 2)];
         fill(bgr,
-             Rect(corner.x + int(from.x),
-                  corner.y + int(from.y),
-                  int(to.x - from.x),
+             Rect(corner.x + int(from.x), corner.y + int(from.y), int(to.x - from.x),
                   int(to.y - from.y)),
              INK);
     }
@@ -69,17 +63,23 @@ Middle middleOf(int length, int room) {
 }  // namespace
 
 void ContactSheet::add(Frame bgr, const std::string& text) {
-    _entries.push_back({std::move(bgr), text});
+    const Size doubled(2 * bgr.width(), 2 * bgr.height());
+    if (doubled.width <= _tile.width && doubled.height <= _tile.height) {
+        ScalerNearestNeighbor scaler;
+        scaler.reuse(bgr, doubled);
+        Frame shown;
+        produceFrame(scaler, shown);
+        bgr = shown;
+    }
+    _entries.push_back({bgr, text});
 }
 
 Frame ContactSheet::draw() const {
     const Size cell(_tile.width + MARGIN, _tile.height + MARGIN + TEXT_HEIGHT);
     const int rows = (int(_entries.size()) + _columns - 1) / _columns;
     Frame sheet;
-    sheet.reuse(FRAME_BGR24,
-                Size(MARGIN + _columns * cell.width, MARGIN + rows * cell.height),
-                DeviceContext(),
-                0);
+    sheet.reuse(FRAME_BGR24, Size(MARGIN + _columns * cell.width, MARGIN + rows * cell.height),
+                DeviceContext(), 0);
     fill(sheet, Rect(0, 0, sheet.width(), sheet.height()), PAPER);
     for (std::size_t i = 0; i < _entries.size(); ++i) {
         Frame picture = _entries[i].picture;
@@ -87,8 +87,7 @@ Frame ContactSheet::draw() const {
         const int top = MARGIN + int(i) / _columns * cell.height;
         const Middle x = middleOf(picture.width(), _tile.width);
         const Middle y = middleOf(picture.height(), _tile.height);
-        Frame tile =
-            getRegion(sheet, Rect(left + x.in_room, top + y.in_room, x.length, y.length));
+        Frame tile = getRegion(sheet, Rect(left + x.in_room, top + y.in_room, x.length, y.length));
         getRegion(picture, Rect(x.in_picture, y.in_picture, x.length, y.length)).copyTo(tile);
         write(sheet, Point(left, top + _tile.height + 4), _entries[i].text);
     }

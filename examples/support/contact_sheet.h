@@ -12,8 +12,8 @@ public:
     /// @param tile    size of a tile in pixels, its line of text not counted
     ContactSheet(int columns, tavo::Size tile) : _columns(columns), _tile(tile) {}
 
-    /// Adds a FRAME_BGR24 in the next tile. A larger picture shows its middle, a smaller one stands
-    /// in the middle of the tile.
+    /// Adds a FRAME_BGR24 in the next tile. A larger picture shows its middle; a smaller one stands
+    /// in the middle of the tile, its pixels doubled when there is room.
     void add(tavo::Frame bgr, const std::string& text);
 
     /// The sheet as FRAME_BGR24.

@@ -17,10 +17,7 @@ namespace tavo {
 /// @param matrix two rows of three; not null
 /// @throws Exception TAVO_STATUS_NULL_POINTER, or TAVO_STATUS_INVALID_PARAMETER for an angle or a
 ///         scale that is not finite
-TAVO_CORE_API void getRotationMatrix2D(float angle,
-                                       Point center,
-                                       float (*matrix)[3],
-                                       float scale);
+TAVO_CORE_API void getRotationMatrix2D(float angle, Point center, float (*matrix)[3], float scale);
 
 /// What to read and where to write when @p roi is turned by @p angle about its centre
 /// (`width / 2`, `height / 2`).
@@ -35,15 +32,12 @@ TAVO_CORE_API void getRotationMatrix2D(float angle,
 ///                 lies inside the result
 /// @throws Exception TAVO_STATUS_INVALID_PARAMETER for an angle that is not finite;
 ///         TAVO_STATUS_OUT_OF_RANGE for an empty roi or results beyond 32 bits
-TAVO_CORE_API void getRotationRoi(float angle,
-                                  const Rect& roi,
-                                  Rect& src_roi,
-                                  Size& dst_size,
-                                  Rect& dst_roi);
+TAVO_CORE_API void getRotationRoi(
+    float angle, const Rect& roi, Rect& src_roi, Size& dst_size, Rect& dst_roi);
 
 /// Adds @p value to each sample inside @p roi of a one-channel float plane.
 /// @param data   the plane's first sample, aligned for float; not null
-/// @param stride bytes from one row to the next, a multiple of 4
+/// @param stride bytes from one row to the next, a multiple of 4; negative for bottom-up planes
 /// @param roi    in pixels; an empty one changes nothing
 /// @throws Exception TAVO_STATUS_NULL_POINTER, or TAVO_STATUS_INVALID_PARAMETER for misaligned rows
 TAVO_CORE_API void addConstant_32f_C1(float value, unsigned char* data, int stride, Rect roi);

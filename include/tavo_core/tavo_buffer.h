@@ -15,7 +15,8 @@ class TAVO_CORE_API DeviceContext {
 public:
     /// The CPU.
     DeviceContext() = default;
-    /// Another device, by kind and number; (0, 0) is the CPU. @p handle is kept alive by all copies.
+    /// Another device, by kind and number; (0, 0) is the CPU. @p handle is kept alive by all
+    /// copies.
     DeviceContext(std::int32_t kind, std::int32_t number, std::shared_ptr<void> handle = nullptr)
         : _kind(kind), _number(number), _handle(std::move(handle)) {}
 

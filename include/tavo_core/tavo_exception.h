@@ -73,16 +73,15 @@ private:
     throw ::tavo::Exception(nullptr, status, __func__, TAVO_SOURCE, __LINE__, __VA_ARGS__)
 
 /// Raises a caught Exception anew with its status: TAVO_TRANSLATE(cause, format, arguments...).
-#define TAVO_TRANSLATE(cause, ...)                                                       \
-    throw ::tavo::Exception(&(cause), (cause).status, __func__, TAVO_SOURCE, __LINE__, \
-                            __VA_ARGS__)
+#define TAVO_TRANSLATE(cause, ...) \
+    throw ::tavo::Exception(&(cause), (cause).status, __func__, TAVO_SOURCE, __LINE__, __VA_ARGS__)
 
 /// Checks a precondition in every build; @p text is what the failure shows.
-#define TAVO_ASSERT_TEXT(condition, text)                                        \
-    do {                                                                         \
-        if (!(condition)) {                                                      \
+#define TAVO_ASSERT_TEXT(condition, text)                                                   \
+    do {                                                                                    \
+        if (!(condition)) {                                                                 \
             TAVO_RAISE(::tavo::TAVO_STATUS_ASSERTION_FAILED, "Assertion failed: %s", text); \
-        }                                                                        \
+        }                                                                                   \
     } while (false)
 
 /// Checks a precondition in every build; the failure shows the condition itself.

@@ -93,8 +93,11 @@ public:
     /// bottom-up memory: the plane's address is then that of its top row.
     /// @param layout format, size and strides; its offsets are not looked at
     /// @param planes the address of each plane's first row
-    /// @throws Exception TAVO_STATUS_NOT_INITIALIZED for an empty layout; TAVO_STATUS_NULL_POINTER
-    ///         for a missing plane; TAVO_STATUS_OUT_OF_RANGE for rows that overlap
+    /// @throws Exception TAVO_STATUS_NOT_INITIALIZED for an empty layout; TAVO_STATUS_BAD_FORMAT
+    /// for
+    ///         an unknown format; TAVO_STATUS_INVALID_PARAMETER for a number of planes that is not
+    ///         the format's; TAVO_STATUS_NULL_POINTER for a missing plane;
+    ///         TAVO_STATUS_OUT_OF_RANGE for rows that overlap
     Frame(const FrameLayout& layout, unsigned char* const planes[4]);
 
     bool initialized() const { return _layout.plane_count != 0; }
@@ -112,7 +115,8 @@ public:
     /// also as a region or over foreign memory. Otherwise it gets a layout of its own in a block
     /// that nobody else shares; a fresh block is zero, a kept one has its old bytes.
     /// @param alignment of rows, as for FrameLayout
-    /// @throws Exception as FrameLayout, or TAVO_STATUS_OUT_OF_MEMORY; the frame then stays as it was
+    /// @throws Exception as FrameLayout, or TAVO_STATUS_OUT_OF_MEMORY; the frame then stays as it
+    /// was
     void reuse(FrameFormat format, Size size, const DeviceContext& context, unsigned int alignment);
 
     /// Back to the uninitialized state; other frames over the same pixels keep them.
@@ -122,7 +126,8 @@ public:
     void setZero();
 
     /// Copies the pixels. A region of the same format but another size takes the common top left
-    /// part; any other target that does not match is first made to match.
+    /// part; any other target that does not match is first made to match. Views of the same memory
+    /// may overlap when their strides are equal.
     /// @throws Exception TAVO_STATUS_NOT_INITIALIZED when this frame is uninitialized
     void copyTo(Frame& target) const;
 

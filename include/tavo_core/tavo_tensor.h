@@ -24,7 +24,7 @@ enum TensorChannelOrder : std::int32_t {};
 
 /// One number per dimension: elements for a size, bytes for strides.
 struct TensorSize {
-    int count = 0;                ///< dimensions in use, 1 to 4
+    int count = 0;  ///< dimensions in use, 1 to 4
     int dim[4] = {0, 0, 0, 0};
 };
 

@@ -56,7 +56,9 @@ public:
 
 private:
     template <class Source>
-    TAVO_CV_LOCAL void _reuse(Source& source, const FrameLayout& src_layout, FrameFormat dst_format);
+    TAVO_CV_LOCAL void _reuse(Source& source,
+                              const FrameLayout& src_layout,
+                              FrameFormat dst_format);
 
     bool _converting = false;
     const FrameLayout* _src_layout = nullptr;

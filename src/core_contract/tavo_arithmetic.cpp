@@ -51,7 +51,9 @@ std::int32_t toInt32(double value) {
     return std::int32_t(value);
 }
 
-/// Applies @p operation(sample, value of its channel) to every sample inside @p roi.
+/// Strides are signed in 32 bits, also where the interface takes them unsigned: bottom-up planes
+/// have negative ones. Applies @p operation(sample, value of its channel) to every sample inside @p
+/// roi.
 template <int Channels, class Operation>
 void forEachSample(const float* values,
                    unsigned char* data,
@@ -59,9 +61,7 @@ void forEachSample(const float* values,
                    const Rect& roi,
                    Operation operation) {
     if (!values || !data) {
-        TAVO_RAISE(TAVO_STATUS_NULL_POINTER,
-                   "Parameter '%s' is null.",
-                   values ? "data" : "values");
+        TAVO_RAISE(TAVO_STATUS_NULL_POINTER, "Parameter '%s' is null.", values ? "data" : "values");
     }
     if (reinterpret_cast<std::uintptr_t>(data) % alignof(float) != 0 ||
         stride % std::ptrdiff_t(alignof(float)) != 0) {
@@ -132,14 +132,10 @@ void getRotationRoi(float angle, const Rect& roi, Rect& src_roi, Size& dst_size,
     const double dx = std::max(0.0, -x.min);
     const double dy = std::max(0.0, -y.min);
 
-    const Rect source(toInt32(roi.x - dx),
-                      toInt32(roi.y - dy),
-                      toInt32(roi.width + dx),
+    const Rect source(toInt32(roi.x - dx), toInt32(roi.y - dy), toInt32(roi.width + dx),
                       toInt32(roi.height + dy));
     const Size size(toInt32(x.max + dx + 1), toInt32(y.max + dy + 1));
-    const Rect inside(toInt32(x.min + dx),
-                      toInt32(y.min + dy),
-                      toInt32(x.max - x.min + 1),
+    const Rect inside(toInt32(x.min + dx), toInt32(y.min + dy), toInt32(x.max - x.min + 1),
                       toInt32(y.max - y.min + 1));
     src_roi = source;
     dst_size = size;
@@ -151,7 +147,7 @@ void addConstant_32f_C1(float value, unsigned char* data, int stride, Rect roi) 
 }
 
 void addConstant_32f_C3(const float* values, unsigned char* data, unsigned int stride, Rect roi) {
-    forEachSample<3>(values, data, std::ptrdiff_t(stride), roi, Add());
+    forEachSample<3>(values, data, std::int32_t(stride), roi, Add());
 }
 
 void mulConstant_32f_C1(float value, unsigned char* data, int stride, Rect roi) {
@@ -159,7 +155,7 @@ void mulConstant_32f_C1(float value, unsigned char* data, int stride, Rect roi) 
 }
 
 void mulConstant_32f_C3(const float* values, unsigned char* data, unsigned int stride, Rect roi) {
-    forEachSample<3>(values, data, std::ptrdiff_t(stride), roi, Multiply());
+    forEachSample<3>(values, data, std::int32_t(stride), roi, Multiply());
 }
 
 }  // namespace tavo

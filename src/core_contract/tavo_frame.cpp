@@ -1,12 +1,13 @@
 #include "tavo_core/tavo_frame.h"
 
 #include <algorithm>
-#include <iterator>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <limits>
 
+#include "core_contract/tavo_impl_zeroed_buffer.h"
 #include "tavo_core/tavo_exception.h"
 
 namespace tavo {
@@ -80,6 +81,14 @@ const FormatShape* findShape(FrameFormat format) {
     return nullptr;
 }
 
+const FormatShape& shapeOf(FrameFormat format) {
+    const FormatShape* const shape = findShape(format);
+    if (!shape) {
+        TAVO_RAISE(TAVO_STATUS_BAD_FORMAT, "Unknown frame format %d.", int(format));
+    }
+    return *shape;
+}
+
 constexpr std::uint64_t alignUp(std::uint64_t value, std::uint64_t alignment) {
     return (value + alignment - 1) / alignment * alignment;
 }
@@ -90,9 +99,7 @@ constexpr std::int64_t subsampled(std::int64_t length, int subsampling) {
 }
 
 [[noreturn]] void raiseTooLarge(Size size) {
-    TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE,
-               "Frame of %d x %d pixels exceeds 32 bits.",
-               size.width,
+    TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Frame of %d x %d pixels exceeds 32 bits.", size.width,
                size.height);
 }
 
@@ -120,8 +127,9 @@ std::uint64_t planeBytes(const PlaneLayout& plane) {
     return std::uint64_t(std::abs(std::int64_t(plane.stride))) * std::uint64_t(plane.height);
 }
 
-/// Copies rows between planes that may be two views of the same pixels: each row moves as a
-/// whole, and the order of rows keeps a row from being overwritten before it was read.
+/// Copies rows between planes that may be two views of the same memory with the same stride: each
+/// row moves as a whole, and the order of rows keeps a row from being overwritten before it was
+/// read.
 void copyRows(const unsigned char* src,
               std::ptrdiff_t src_stride,
               unsigned char* dst,
@@ -153,23 +161,18 @@ const char* toString(FrameFormat format) {
 }
 
 FrameLayout::FrameLayout(FrameFormat format_, Size size_, unsigned int alignment) {
-    const FormatShape* const shape = findShape(format_);
-    if (!shape) {
-        TAVO_RAISE(TAVO_STATUS_BAD_FORMAT, "Unknown frame format %d.", int(format_));
-    }
+    const FormatShape& shape = shapeOf(format_);
     if (size_.empty()) {
-        TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE,
-                   "Frame size %d x %d is empty.",
-                   size_.width,
+        TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Frame size %d x %d is empty.", size_.width,
                    size_.height);
     }
     format = format_;
-    plane_count = shape->plane_count;
+    plane_count = shape.plane_count;
     size = size_;
 
     std::uint64_t end = 0;
     for (int i = 0; i < plane_count; ++i) {
-        plane[i] = layoutPlane(i == 0 ? shape->first : shape->further, size, alignment);
+        plane[i] = layoutPlane(i == 0 ? shape.first : shape.further, size, alignment);
         const std::uint64_t start = alignUp(end, PLANE_ALIGNMENT);
         end = start + plane[i].size_bytes;
         if (end + SPARE_BYTES > std::numeric_limits<std::uint32_t>::max()) {
@@ -184,6 +187,13 @@ Frame::Frame(const FrameLayout& layout, unsigned char* const planes[4]) {
     if (layout.plane_count == 0) {
         TAVO_RAISE(TAVO_STATUS_NOT_INITIALIZED, "Frame layout is not initialized.");
     }
+    if (layout.plane_count != shapeOf(layout.format).plane_count) {
+        TAVO_RAISE(TAVO_STATUS_INVALID_PARAMETER, "%s does not have %d planes.",
+                   toString(layout.format), layout.plane_count);
+    }
+    if (!planes) {
+        TAVO_RAISE(TAVO_STATUS_NULL_POINTER, "Parameter 'planes' is null.");
+    }
     FrameLayout own = layout;
     for (int i = 0; i < layout.plane_count; ++i) {
         PlaneLayout& plane = own.plane[i];
@@ -196,9 +206,7 @@ Frame::Frame(const FrameLayout& layout, unsigned char* const planes[4]) {
         plane.size_bytes = std::uint32_t(planeBytes(plane));
         if (plane.height > 1 && std::abs(std::int64_t(plane.stride)) < plane.row_bytes) {
             TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE,
-                       "Stride %d of plane %d is shorter than a row of %d bytes.",
-                       plane.stride,
-                       i,
+                       "Stride %d of plane %d is shorter than a row of %d bytes.", plane.stride, i,
                        plane.row_bytes);
         }
     }
@@ -230,10 +238,7 @@ void Frame::reuse(FrameFormat format,
                              _buffer->device_context == context &&
                              _buffer->capacity() >= layout._buffer_bytes;
     if (!keeps_block) {
-        auto buffer = std::make_shared<Buffer>(context);
-        buffer->resize(layout._buffer_bytes, false);
-        buffer->setZero();
-        _buffer = std::move(buffer);
+        _buffer = makeZeroedBuffer(context, layout._buffer_bytes);
     }
     _layout = layout;
     _is_region = false;
@@ -268,10 +273,7 @@ void Frame::copyTo(Frame& target) const {
         if (planeData(i) == target.planeData(i) && from.stride == to.stride) {
             continue;
         }
-        copyRows(planeData(i),
-                 from.stride,
-                 target.planeData(i),
-                 to.stride,
+        copyRows(planeData(i), from.stride, target.planeData(i), to.stride,
                  std::size_t(std::min(from.row_bytes, to.row_bytes)),
                  std::min(from.height, to.height));
     }
@@ -285,21 +287,16 @@ Frame getRegion(Frame& frame, Rect rect) {
     inside.crop(frame.size());
     if (rect.empty() || inside != rect) {
         TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE,
-                   "Region (%d, %d, %d x %d) does not lie within the frame of %d x %d.",
-                   rect.x,
-                   rect.y,
-                   rect.width,
-                   rect.height,
-                   frame.width(),
-                   frame.height());
+                   "Region (%d, %d, %d x %d) does not lie within the frame of %d x %d.", rect.x,
+                   rect.y, rect.width, rect.height, frame.width(), frame.height());
     }
-    const FormatShape* const shape = findShape(frame.format());
+    const FormatShape& shape = shapeOf(frame.format());
     const Size size(rect.width, rect.height);
     Frame region = frame;
     region._layout.size = size;
     region._is_region = frame._is_region || size != frame.size();
     for (int i = 0; i < frame._layout.plane_count; ++i) {
-        const PlaneShape& plane_shape = i == 0 ? shape->first : shape->further;
+        const PlaneShape& plane_shape = i == 0 ? shape.first : shape.further;
         PlaneLayout& plane = region._layout.plane[i];
         const std::int32_t stride = plane.stride;
         plane = layoutPlane(plane_shape, size, 0);
@@ -307,9 +304,8 @@ Frame getRegion(Frame& frame, Rect rect) {
         plane.size_bytes = std::uint32_t(planeBytes(plane));
 
         const std::ptrdiff_t element_bytes = plane_shape.channels * plane_shape.bytes_per_channel;
-        const std::ptrdiff_t shift =
-            std::ptrdiff_t(stride) * (rect.y / plane_shape.y_subsampling) +
-            element_bytes * (rect.x / plane_shape.x_subsampling);
+        const std::ptrdiff_t shift = std::ptrdiff_t(stride) * (rect.y / plane_shape.y_subsampling) +
+                                     element_bytes * (rect.x / plane_shape.x_subsampling);
         if (region._buffer) {
             region._layout.offset[i] = std::uint32_t(region._layout.offset[i] + shift);
         } else {

@@ -14,9 +14,7 @@ void Rect::crop(const Size& size) {
         *this = Rect();
         return;
     }
-    *this = Rect(std::int32_t(left),
-                 std::int32_t(top),
-                 std::int32_t(right - left),
+    *this = Rect(std::int32_t(left), std::int32_t(top), std::int32_t(right - left),
                  std::int32_t(bottom - top));
 }
 

@@ -1,10 +1,11 @@
 #include "tavo_core/tavo_tensor.h"
 
 #include <algorithm>
-#include <iterator>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 
+#include "core_contract/tavo_impl_zeroed_buffer.h"
 #include "tavo_core/tavo_exception.h"
 
 namespace tavo {
@@ -24,19 +25,14 @@ TensorLayout::TensorLayout(TensorDataType dataType_,
       strides(strides_),
       channelOrder(channelOrder_) {
     if (size.count < 1 || size.count > 4 || strides.count != size.count) {
-        TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE,
-                   "Tensor has %d sizes and %d strides.",
-                   size.count,
+        TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Tensor has %d sizes and %d strides.", size.count,
                    strides.count);
     }
     std::uint64_t furthest = 0;
     for (int i = 0; i < size.count; ++i) {
         if (size.dim[i] < 1 || strides.dim[i] < 0) {
-            TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE,
-                       "Tensor dimension %d has size %d and stride %d.",
-                       i,
-                       size.dim[i],
-                       strides.dim[i]);
+            TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Tensor dimension %d has size %d and stride %d.",
+                       i, size.dim[i], strides.dim[i]);
         }
         furthest = std::max(furthest, std::uint64_t(size.dim[i]) * std::uint64_t(strides.dim[i]));
     }
@@ -54,10 +50,7 @@ void Tensor::reuse(const TensorLayout& layout, const DeviceContext& context) {
     if (layout.size_bytes == 0) {
         TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Tensor layout is empty.");
     }
-    auto buffer = std::make_shared<Buffer>(context);
-    buffer->resize(layout.size_bytes, false);
-    buffer->setZero();
-    _buffer = std::move(buffer);
+    _buffer = makeZeroedBuffer(context, layout.size_bytes);
     _layout = layout;
 }
 

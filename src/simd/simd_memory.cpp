@@ -13,8 +13,7 @@ constexpr std::uint32_t MARGIN = 64;
 
 void* Allocate(std::uint32_t bytes, std::uint32_t align) {
     // 64-bit systems refuse alignments below the size of a pointer.
-    const std::uint32_t a =
-        std::max((align + 3) & ~std::uint32_t(3), std::uint32_t(sizeof(void*)));
+    const std::uint32_t a = std::max((align + 3) & ~std::uint32_t(3), std::uint32_t(sizeof(void*)));
     const std::uint32_t total = (bytes + a + 2 * MARGIN - 1) & (0u - a);
     void* block = nullptr;
     // A total that has wrapped can't hold the request.

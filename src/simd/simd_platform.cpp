@@ -62,12 +62,8 @@ const bool Neon::Enable = hasNeon();
 const std::uint32_t Alignment = hasNeon() ? 16 : 4;
 
 const Machine CpuInfo = {
-    CpuSocketCount(),
-    CpuCoreCount(),
-    std::thread::hardware_concurrency(),
-    CpuCacheSize(1),
-    CpuCacheSize(2),
-    CpuCacheSize(3),
+    CpuSocketCount(), CpuCoreCount(),  std::thread::hardware_concurrency(),
+    CpuCacheSize(1),  CpuCacheSize(2), CpuCacheSize(3),
 };
 
 std::uint32_t ThreadCount = 1;

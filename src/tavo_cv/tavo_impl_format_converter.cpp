@@ -88,9 +88,8 @@ Conversion findConversion(FrameFormat src, FrameFormat dst, const FormatInfo& ds
         return {src, dst, impl::rowGrayToYuv, 1};
     }
     if (isYuv(src)) {
-        return dst == FRAME_GRAY8
-                   ? Conversion{src, dst, impl::rowYuvToGray, 1}
-                   : Conversion{src, dst, impl::rowYuvToYuv, dst_info.y_subsampling};
+        return dst == FRAME_GRAY8 ? Conversion{src, dst, impl::rowYuvToGray, 1}
+                                  : Conversion{src, dst, impl::rowYuvToYuv, dst_info.y_subsampling};
     }
     return {src, dst, nullptr, 0};
 }

@@ -220,18 +220,14 @@ constexpr ByRows byRows() {
 
 template <int SrcStep, int SrcSubsampling>
 constexpr ByDestination byDestination() {
-    return {byRows<SrcStep, SrcSubsampling, 1, 1>(),
-            byRows<SrcStep, SrcSubsampling, 1, 2>(),
-            byRows<SrcStep, SrcSubsampling, 2, 2>(),
-            byRows<SrcStep, SrcSubsampling, 3, 1>(),
+    return {byRows<SrcStep, SrcSubsampling, 1, 1>(), byRows<SrcStep, SrcSubsampling, 1, 2>(),
+            byRows<SrcStep, SrcSubsampling, 2, 2>(), byRows<SrcStep, SrcSubsampling, 3, 1>(),
             byRows<SrcStep, SrcSubsampling, 4, 2>()};
 }
 
-constexpr std::array<ByDestination, 5> RESAMPLE_CHROMA = {byDestination<1, 1>(),
-                                                          byDestination<1, 2>(),
-                                                          byDestination<2, 2>(),
-                                                          byDestination<3, 1>(),
-                                                          byDestination<4, 2>()};
+constexpr std::array<ByDestination, 5> RESAMPLE_CHROMA = {
+    byDestination<1, 1>(), byDestination<1, 2>(), byDestination<2, 2>(), byDestination<3, 1>(),
+    byDestination<4, 2>()};
 
 // ---- Floats -------------------------------------------------------------------------------------
 
@@ -293,10 +289,7 @@ void rowBgrToGray(Rows rows, RowData& dst, int width, const Context&) {
 
 void rowYuvToGray(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.src_info;
-    copyLuma(componentRow(*rows[0], info.y_plane, info.y_offset),
-             info.y_step,
-             dst.plane[0],
-             1,
+    copyLuma(componentRow(*rows[0], info.y_plane, info.y_offset), info.y_step, dst.plane[0], 1,
              width);
 }
 
@@ -347,11 +340,8 @@ void rowBgrToPlanar420(Rows rows, RowData& dst, int width, const Context& contex
 
 void rowBgrToSemiPlanar420(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.dst_info;
-    bgrToYuv420<2>(rows,
-                   dst.plane[0],
-                   componentRow(dst, 1, info.u_offset),
-                   componentRow(dst, 1, info.v_offset),
-                   width);
+    bgrToYuv420<2>(rows, dst.plane[0], componentRow(dst, 1, info.u_offset),
+                   componentRow(dst, 1, info.v_offset), width);
 }
 
 void rowBgrToYv16(Rows rows, RowData& dst, int width, const Context&) {
@@ -359,21 +349,13 @@ void rowBgrToYv16(Rows rows, RowData& dst, int width, const Context&) {
 }
 
 void rowBgrToNv16(Rows rows, RowData& dst, int width, const Context&) {
-    bgrToYuv<1, 2, 2>(rows,
-                      dst.plane[0],
-                      componentRow(dst, 1, 0),
-                      componentRow(dst, 1, 1),
-                      width);
+    bgrToYuv<1, 2, 2>(rows, dst.plane[0], componentRow(dst, 1, 0), componentRow(dst, 1, 1), width);
 }
 
 void rowBgrToPacked422(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.dst_info;
     Byte* const row = dst.plane[0];
-    bgrToYuv<2, 4, 2>(rows,
-                      row + info.y_offset,
-                      row + info.u_offset,
-                      row + info.v_offset,
-                      width);
+    bgrToYuv<2, 4, 2>(rows, row + info.y_offset, row + info.u_offset, row + info.v_offset, width);
     if (width % 2 != 0) {
         row[info.y_offset + 2 * width] = 0;  // the second luma of the last group
     }
@@ -391,18 +373,15 @@ void rowBgrToI444(Rows rows, RowData& dst, int width, const Context&) {
 void rowPlanar420ToBgr(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.src_info;
     const RowData& src = *rows[0];
-    yuvToBgr<1, 1, 2>(
-        src.plane[0], src.plane[info.u_plane], src.plane[info.v_plane], dst.plane[0], width);
+    yuvToBgr<1, 1, 2>(src.plane[0], src.plane[info.u_plane], src.plane[info.v_plane], dst.plane[0],
+                      width);
 }
 
 void rowSemiPlanar420ToBgr(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.src_info;
     const RowData& src = *rows[0];
-    yuvToBgr<1, 2, 2>(src.plane[0],
-                      src.plane[1] + info.u_offset,
-                      src.plane[1] + info.v_offset,
-                      dst.plane[0],
-                      width);
+    yuvToBgr<1, 2, 2>(src.plane[0], src.plane[1] + info.u_offset, src.plane[1] + info.v_offset,
+                      dst.plane[0], width);
 }
 
 void rowYv16ToBgr(Rows rows, RowData& dst, int width, const Context&) {
@@ -418,8 +397,8 @@ void rowNv16ToBgr(Rows rows, RowData& dst, int width, const Context&) {
 void rowPacked422ToBgr(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& info = context.src_info;
     const Byte* const row = rows[0]->plane[0];
-    yuvToBgr<2, 4, 2>(
-        row + info.y_offset, row + info.u_offset, row + info.v_offset, dst.plane[0], width);
+    yuvToBgr<2, 4, 2>(row + info.y_offset, row + info.u_offset, row + info.v_offset, dst.plane[0],
+                      width);
 }
 
 void rowYuv444ToBgr(Rows rows, RowData& dst, int width, const Context&) {
@@ -435,10 +414,8 @@ void rowI444ToBgr(Rows rows, RowData& dst, int width, const Context&) {
 void rowYuvToYuv(Rows rows, RowData& dst, int width, const Context& context) {
     const FormatInfo& from = context.src_info;
     const FormatInfo& to = context.dst_info;
-    copyLuma(componentRow(*rows[0], from.y_plane, from.y_offset),
-             from.y_step,
-             componentRow(dst, to.y_plane, to.y_offset),
-             to.y_step,
+    copyLuma(componentRow(*rows[0], from.y_plane, from.y_offset), from.y_step,
+             componentRow(dst, to.y_plane, to.y_offset), to.y_step,
              std::min(width, context.limits.y));
     Byte* const u = componentRow(dst, to.u_plane, to.u_offset);
     Byte* const v = componentRow(dst, to.v_plane, to.v_offset);
@@ -452,14 +429,10 @@ void rowYuvToYuv(Rows rows, RowData& dst, int width, const Context& context) {
     const ResampleFunction resample = functions[two_rows ? 1 : 0];
     resample({componentRow(*rows[0], from.u_plane, from.u_offset),
               componentRow(second, from.u_plane, from.u_offset)},
-             u,
-             width,
-             context.limits.u);
+             u, width, context.limits.u);
     resample({componentRow(*rows[0], from.v_plane, from.v_offset),
               componentRow(second, from.v_plane, from.v_offset)},
-             v,
-             width,
-             context.limits.v);
+             v, width, context.limits.v);
 }
 
 }  // namespace tavo::impl

@@ -60,9 +60,8 @@ void RowWindow::reuse(IRowProducer& producer, int window_size) {
             _ring_row[i] = 0;
             _row_mask[i] = impl::rowMask(layout, i);
             // A stride may be negative, and of a single row it says nothing about the row's length.
-            const std::uint64_t row_bytes =
-                alignUp(std::uint64_t(std::max(std::abs(std::int64_t(plane.stride)),
-                                               std::int64_t(plane.row_bytes))));
+            const std::uint64_t row_bytes = alignUp(std::uint64_t(
+                std::max(std::abs(std::int64_t(plane.stride)), std::int64_t(plane.row_bytes))));
             resize(_plane_buffer[i], row_bytes * std::uint64_t(window_size));
             _plane_buffer[i].setZero();
             _row_stride[i] = std::int32_t(row_bytes);

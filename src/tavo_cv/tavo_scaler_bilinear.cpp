@@ -23,13 +23,8 @@ constexpr int MAX_AXIS = 0x7fff;  // a longer axis in 16.16 exceeds 31 bits
 
 void assertTable(bool condition, const char* text) {
     if (!condition) {
-        throw Exception(nullptr,
-                        TAVO_STATUS_ASSERTION_FAILED,
-                        "_reuse",
-                        TAVO_SOURCE,
-                        __LINE__,
-                        "Assertion failed: %s",
-                        text);
+        throw Exception(nullptr, TAVO_STATUS_ASSERTION_FAILED, "_reuse", TAVO_SOURCE, __LINE__,
+                        "Assertion failed: %s", text);
     }
 }
 
@@ -37,9 +32,9 @@ void assertTable(bool condition, const char* text) {
 void buildTable(std::vector<std::int32_t>& table, int src_length, int dst_length) {
     table.resize(std::size_t(dst_length));
     const int step = (src_length << SHIFT) / dst_length;
-    int position = (step - int(ONE)) / 2;
+    std::int64_t position = (step - int(ONE)) / 2;  // the last step may exceed 31 bits
     for (std::int32_t& entry : table) {
-        entry = std::max(position, 0);
+        entry = std::int32_t(std::max<std::int64_t>(position, 0));
         position += step;
     }
 }
@@ -59,54 +54,36 @@ inline T blend(T a, T b, std::uint32_t f) {
     return T((Sum(f) * b + Sum(ONE - f) * a) >> SHIFT);
 }
 
-/// One source row as the horizontal kernels see it.
-struct RowShape {
-    int width;     // elements; the last one has no right neighbour
-    int elements;  // elements that the row has room for
-};
-
-/// Leading outputs that have a right neighbour; positions never fall.
-std::ptrdiff_t countInside(const std::int32_t* xs, std::ptrdiff_t count, const RowShape& shape) {
-    while (count > 0 && wholePart(xs[count - 1]) >= shape.width - 1) {
+/// Leading outputs that have a right neighbour in a source row of @p width elements. Positions
+/// never fall, and never pass the last element: not in the half-wide planes that share the table
+/// either.
+std::ptrdiff_t countInside(const std::int32_t* xs, std::ptrdiff_t count, int width) {
+    while (count > 0 && wholePart(xs[count - 1]) >= width - 1) {
         --count;
     }
     return count;
-}
-
-/// Outputs without a right neighbour repeat their element. Positions beyond the row, which a table
-/// made for plane 0 has for chroma at odd widths, take its last element.
-template <int Bytes>
-void repeatLast(const std::int32_t* xs,
-                std::ptrdiff_t begin,
-                std::ptrdiff_t end,
-                const unsigned char* src,
-                const RowShape& shape,
-                unsigned char* dst) {
-    for (std::ptrdiff_t i = begin; i < end; ++i) {
-        const std::ptrdiff_t element = std::min(wholePart(xs[i]), shape.elements - 1);
-        std::memcpy(dst + i * Bytes, src + element * Bytes, Bytes);
-    }
 }
 
 template <class T, int Channels>
 void scaleX(const std::int32_t* __restrict xs,
             std::ptrdiff_t count,
             const unsigned char* __restrict src,
-            const RowShape& shape,
+            int width,
             unsigned char* __restrict dst) {
-    const std::ptrdiff_t inside = countInside(xs, count, shape);
+    const std::ptrdiff_t inside = countInside(xs, count, width);
     for (std::ptrdiff_t i = 0; i < inside; ++i) {
         const std::ptrdiff_t left = std::ptrdiff_t(wholePart(xs[i])) * Channels;
         const std::uint32_t fx = fraction(xs[i]);
         for (int c = 0; c < Channels; ++c) {
-            storeSample<T>(dst,
-                           i * Channels + c,
-                           blend(loadSample<T>(src, left + c),
-                                 loadSample<T>(src, left + Channels + c),
-                                 fx));
+            storeSample<T>(
+                dst, i * Channels + c,
+                blend(loadSample<T>(src, left + c), loadSample<T>(src, left + Channels + c), fx));
         }
     }
-    repeatLast<Channels * int(sizeof(T))>(xs, inside, count, src, shape, dst);
+    constexpr std::ptrdiff_t ELEMENT_BYTES = Channels * int(sizeof(T));
+    for (std::ptrdiff_t i = inside; i < count; ++i) {
+        std::memcpy(dst + i * ELEMENT_BYTES, src + (width - 1) * ELEMENT_BYTES, ELEMENT_BYTES);
+    }
 }
 
 template <class T>
@@ -125,10 +102,10 @@ void scaleXY(const std::int32_t* __restrict xs,
              std::ptrdiff_t count,
              const unsigned char* __restrict first,
              const unsigned char* __restrict second,
-             const RowShape& shape,
+             int width,
              std::uint32_t fy,
              unsigned char* __restrict dst) {
-    const std::ptrdiff_t inside = countInside(xs, count, shape);
+    const std::ptrdiff_t inside = countInside(xs, count, width);
     for (std::ptrdiff_t i = 0; i < inside; ++i) {
         const std::ptrdiff_t left = std::ptrdiff_t(wholePart(xs[i])) * Channels;
         const std::uint32_t fx = fraction(xs[i]);
@@ -141,11 +118,9 @@ void scaleXY(const std::int32_t* __restrict xs,
         }
     }
     for (std::ptrdiff_t i = inside; i < count; ++i) {
-        const std::ptrdiff_t element = std::min(wholePart(xs[i]), shape.elements - 1);
         for (int c = 0; c < Channels; ++c) {
-            const std::ptrdiff_t a = element * Channels + c;
-            storeSample<T>(dst,
-                           i * Channels + c,
+            const std::ptrdiff_t a = std::ptrdiff_t(width - 1) * Channels + c;
+            storeSample<T>(dst, i * Channels + c,
                            blend(loadSample<T>(first, a), loadSample<T>(second, a), fy));
         }
     }
@@ -164,12 +139,8 @@ constexpr Kernels kernelsOf() {
 }
 
 constexpr Kernels KERNELS[impl::ELEMENT_KINDS] = {
-    kernelsOf<std::uint8_t, 1>(),
-    kernelsOf<std::uint8_t, 2>(),
-    kernelsOf<std::uint8_t, 3>(),
-    kernelsOf<std::uint8_t, 4>(),
-    kernelsOf<std::uint16_t, 1>(),
-    kernelsOf<std::uint32_t, 1>(),
+    kernelsOf<std::uint8_t, 1>(), kernelsOf<std::uint8_t, 2>(),  kernelsOf<std::uint8_t, 3>(),
+    kernelsOf<std::uint8_t, 4>(), kernelsOf<std::uint16_t, 1>(), kernelsOf<std::uint32_t, 1>(),
 };
 
 /// What tells the three scalers apart.
@@ -208,8 +179,11 @@ struct Bilinear {
     std::int32_t _positionY() const;
     int _targetRow() const { return _axes.y ? wholePart(_positionY()) : _dst_row; }
     bool _keepsRows() const;
-    void _scalePlane(int plane, Element element, const unsigned char* first,
-                     const unsigned char* second, unsigned char* dst) const;
+    void _scalePlane(int plane,
+                     Element element,
+                     const unsigned char* first,
+                     const unsigned char* second,
+                     unsigned char* dst) const;
 
     const Axes& _axes;
     FrameLayout _src_layout;
@@ -287,14 +261,13 @@ void Bilinear::_scalePlane(int plane,
                            unsigned char* dst) const {
     const Kernels& kernels = KERNELS[int(element)];
     const std::ptrdiff_t width = _dst_layout.plane[plane].width;
-    const RowShape shape = {_src_layout.plane[plane].width,
-                            impl::elementsInRow(_src_layout.plane[plane], element)};
+    const int src_width = _src_layout.plane[plane].width;
     // Blending a row with itself, or with nothing of the other, gives the row.
     const std::uint32_t fy = first == second || !_axes.y ? 0 : fraction(_positionY());
     if (_axes.x && fy != 0) {
-        kernels.xy(_src_xs.data(), width, first, second, shape, fy, dst);
+        kernels.xy(_src_xs.data(), width, first, second, src_width, fy, dst);
     } else if (_axes.x) {
-        kernels.x(_src_xs.data(), width, first, shape, dst);
+        kernels.x(_src_xs.data(), width, first, src_width, dst);
     } else if (fy != 0) {
         kernels.y(first, second, fy, width * kernels.samples, dst);
     } else {

@@ -18,13 +18,8 @@ constexpr int MAX_AXIS = 0x7fff;  // a longer axis in 16.16 exceeds 31 bits
 
 void assertTable(bool condition, const char* text) {
     if (!condition) {
-        throw Exception(nullptr,
-                        TAVO_STATUS_ASSERTION_FAILED,
-                        "_reuse",
-                        TAVO_SOURCE,
-                        __LINE__,
-                        "Assertion failed: %s",
-                        text);
+        throw Exception(nullptr, TAVO_STATUS_ASSERTION_FAILED, "_reuse", TAVO_SOURCE, __LINE__,
+                        "Assertion failed: %s", text);
     }
 }
 
@@ -32,7 +27,7 @@ void assertTable(bool condition, const char* text) {
 void buildTable(std::vector<std::uint16_t>& table, int src_length, int dst_length) {
     table.resize(std::size_t(dst_length));
     const int step = (src_length << SHIFT) / dst_length;
-    int position = step / 2;
+    std::int64_t position = step / 2;  // the step behind the last entry may exceed 31 bits
     for (std::uint16_t& entry : table) {
         entry = std::uint16_t(position >> SHIFT);
         position += step;
@@ -59,19 +54,12 @@ void pickElements(const std::uint16_t* __restrict xs,
     }
 }
 
-using Kernel = void (*)(const std::uint16_t*,
-                        std::ptrdiff_t,
-                        const unsigned char*,
-                        int,
-                        unsigned char*);
+using Kernel =
+    void (*)(const std::uint16_t*, std::ptrdiff_t, const unsigned char*, int, unsigned char*);
 
 constexpr Kernel KERNELS[impl::ELEMENT_KINDS] = {
-    pickElements<1>,
-    pickElements<2>,
-    pickElements<3>,
-    pickElements<4>,
-    pickElements<2>,
-    pickElements<4>,
+    pickElements<1>, pickElements<2>, pickElements<3>,
+    pickElements<4>, pickElements<2>, pickElements<4>,
 };
 
 /// The planes that this scaler handles: R, G, B order is left out, unlike in the other scalers.
@@ -145,11 +133,8 @@ void Nearest::produce(RowData& row) {
     for (int i = 0; i < _layout.plane_count; ++i) {
         if (row.plane[i]) {
             const Element element = i == 0 ? planes.first : planes.further;
-            KERNELS[int(element)](_src_xs.data(),
-                                  _layout.plane[i].width,
-                                  src.plane[i],
-                                  impl::elementsInRow(_src_layout.plane[i], element),
-                                  row.plane[i]);
+            KERNELS[int(element)](_src_xs.data(), _layout.plane[i].width, src.plane[i],
+                                  impl::elementsInRow(_src_layout.plane[i], element), row.plane[i]);
         }
     }
 }

@@ -92,9 +92,9 @@ std::vector<unsigned char> pixels(const tavo::Frame& frame) {
 testing::AssertionResult samePixels(const tavo::Frame& actual, const tavo::Frame& expected) {
     if (actual.format() != expected.format() || actual.size() != expected.size()) {
         return testing::AssertionFailure()
-               << tavo::toString(actual.format()) << " " << actual.width() << "x"
-               << actual.height() << " instead of " << tavo::toString(expected.format()) << " "
-               << expected.width() << "x" << expected.height();
+               << tavo::toString(actual.format()) << " " << actual.width() << "x" << actual.height()
+               << " instead of " << tavo::toString(expected.format()) << " " << expected.width()
+               << "x" << expected.height();
     }
     testing::AssertionResult result = testing::AssertionSuccess();
     forEachRow(expected, [&](int p, int y, const unsigned char* expected_row) {
@@ -106,8 +106,8 @@ testing::AssertionResult samePixels(const tavo::Frame& actual, const tavo::Frame
             result = testing::AssertionFailure()
                      << tavo::toString(expected.format()) << " " << expected.width() << "x"
                      << expected.height() << ": plane " << p << ", row " << y << ", byte "
-                     << difference.first - row << " is " << int(*difference.first)
-                     << " instead of " << int(*difference.second);
+                     << difference.first - row << " is " << int(*difference.first) << " instead of "
+                     << int(*difference.second);
         }
     });
     return result;
@@ -159,16 +159,11 @@ PageGuardedFrame::PageGuardedFrame(tavo::FrameFormat format, tavo::Size size, bo
     for (int p = 0; p < layout.plane_count; ++p) {
         const std::size_t bytes = layout.plane[p].size_bytes;
         const std::size_t inner = (bytes + page - 1) / page * page;
-        const Mapping mapping = {mmap(nullptr,
-                                      inner + 2 * page,
-                                      PROT_NONE,
-                                      MAP_PRIVATE | MAP_ANONYMOUS,
-                                      -1,
-                                      0),
-                                 inner + 2 * page};
+        const Mapping mapping = {
+            mmap(nullptr, inner + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0),
+            inner + 2 * page};
         auto* const first = static_cast<unsigned char*>(mapping.address) + page;
-        if (mapping.address == MAP_FAILED ||
-            mprotect(first, inner, PROT_READ | PROT_WRITE) != 0) {
+        if (mapping.address == MAP_FAILED || mprotect(first, inner, PROT_READ | PROT_WRITE) != 0) {
             std::abort();
         }
         _mappings.push_back(mapping);
@@ -195,8 +190,7 @@ void FrameProducer::produce(tavo::RowData& row) {
             const tavo::PlaneLayout& plane = _layout.plane[p];
             const bool half_height = plane.height < _layout.size.height;
             const int y = half_height ? _row / 2 : _row;
-            std::memcpy(row.plane[p],
-                        _frame.planeData(p) + std::ptrdiff_t(plane.stride) * y,
+            std::memcpy(row.plane[p], _frame.planeData(p) + std::ptrdiff_t(plane.stride) * y,
                         std::size_t(plane.row_bytes));
         }
     }
@@ -237,11 +231,8 @@ testing::AssertionResult throwsAssertion(const std::function<void()>& action,
                                          const std::string& condition,
                                          const std::string& function,
                                          const std::string& file) {
-    return throwsFailure(action,
-                         tavo::TAVO_STATUS_ASSERTION_FAILED,
-                         "Assertion failed: " + condition,
-                         function,
-                         file);
+    return throwsFailure(action, tavo::TAVO_STATUS_ASSERTION_FAILED,
+                         "Assertion failed: " + condition, function, file);
 }
 
 long allocationsDuring(const std::function<void()>& action) {

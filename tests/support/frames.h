@@ -84,8 +84,8 @@ public:
     bool next() override;
     void restart() { _row = 0; }
 
-    std::vector<int> produced;                        ///< image rows in the order of `produce`
-    std::vector<std::vector<bool>> produced_planes;   ///< per call, which planes had a destination
+    std::vector<int> produced;                       ///< image rows in the order of `produce`
+    std::vector<std::vector<bool>> produced_planes;  ///< per call, which planes had a destination
     int next_calls = 0;
 
 private:
