@@ -7,6 +7,6 @@ source scripts/setup.sh
 need cmake g++ make libstb-dev
 
 echo "== building release"
-build release -DTAVO_BUILD_EXAMPLES=ON -DBUILD_TESTING=OFF
+build build/release release -DTAVO_BUILD_EXAMPLES=ON -DBUILD_TESTING=OFF
 echo "== picture tour"
 build/release/examples/picture_tour build/demo examples/pictures/*.png examples/pictures/*.jpg

@@ -17,13 +17,13 @@ need() {
         apt-get -qq install --yes --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# Builds a preset, showing output only when it fails.
+# build FOLDER PRESET [OPTION...]: configures and builds; shows output only when it fails.
 build() {
-    local preset=$1 log
-    shift
+    local folder=$1 preset=$2 log
+    shift 2
     log=$(mktemp)
-    if ! { cmake --preset "$preset" "$@" && cmake --build --preset "$preset" --parallel "$(nproc)"; } \
-        >"$log" 2>&1; then
+    if ! { cmake --preset "$preset" -B "$folder" "$@" &&
+        cmake --build "$folder" --parallel "$(nproc)"; } >"$log" 2>&1; then
         cat "$log"
         rm -f "$log"
         echo "The build of preset $preset failed." >&2

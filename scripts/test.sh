@@ -23,7 +23,7 @@ for run in "${runs[@]}"; do
     preset=${preset%-no-neon}
     if [[ $built != *" $preset "* ]]; then
         echo "== building $preset"
-        if ! build "$preset"; then
+        if ! build "build/$preset" "$preset"; then
             failed=$((failed + 1))
             continue
         fi
