@@ -17,17 +17,18 @@ need "${packages[@]}" || exit 1
 
 passed=0
 failed=0
-built=" "
+declare -A built
 for run in "${runs[@]}"; do
     preset=${run%-cortex-a9}
     preset=${preset%-no-neon}
-    if [[ $built != *" $preset "* ]]; then
+    if [ -z "${built[$preset]:-}" ]; then
         echo "== building $preset"
-        if ! build "build/$preset" "$preset"; then
-            failed=$((failed + 1))
-            continue
-        fi
-        built+="$preset "
+        built[$preset]=yes
+        build "build/$preset" "$preset" || built[$preset]=failed
+    fi
+    if [ "${built[$preset]}" = failed ]; then
+        failed=$((failed + 1))
+        continue
     fi
     echo "== testing $run"
     log=build/$run.log

@@ -137,7 +137,7 @@ void scaleRows(const AreaRows& rows,
                std::ptrdiff_t samples,
                unsigned char* accumulator,
                unsigned char* dst) {
-    auto* const sums = reinterpret_cast<Sum<T>*>(accumulator);
+    auto* const sums = static_cast<Sum<T>*>(static_cast<void*>(accumulator));
     if (rows.whole_count == 0) {
         finishRow<T, false>(rows, samples, sums, dst);
         return;
