@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tavo_core/tavo_core.h"
+#include "tavo_cv/tavo_cv_helpers.h"
 #include "tavo_cv/tavo_format_converter.h"
 #include "tavo_cv/tavo_row_copier.h"
 #include "tavo_cv/tavo_row_index.h"

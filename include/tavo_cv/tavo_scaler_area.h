@@ -7,7 +7,8 @@
 /// `produce` throws TAVO_STATUS_NOT_SUPPORTED for other formats; for FRAME_32U_C1 it does so after
 /// the row has been written. A subsampled plane uses the positions of plane 0 from its start.
 /// `reuse` throws TAVO_STATUS_ASSERTION_FAILED for an uninitialized source, an empty output or a
-/// bad precision, and leaves the stage as it was; when it fails later, the stage is empty.
+/// bad precision; this and a refused size leave the stage as it was. When it fails later, the stage
+/// is empty.
 /// `initialized` is true once a `reuse` has succeeded.
 #pragma once
 

@@ -6,3 +6,5 @@
 #include "simd/simd_memory.h"
 #include "simd/simd_parallel.h"
 #include "simd/simd_platform.h"
+#include "simd/simd_resizer.h"
+#include "simd/simd_warp.h"

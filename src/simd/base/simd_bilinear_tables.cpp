@@ -1,0 +1,126 @@
+// What the short and the float bilinear resizer share.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "simd/simd_bilinear_rows.h"
+#include "simd/simd_resizer.h"
+#include "simd/simd_resizer_tables.h"
+
+namespace Simd {
+namespace Base {
+namespace {
+
+/// The tap of destination index @p i when the first and the last pixels of both images coincide.
+Tap cornerTap(std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
+    const float scale = dst < 2 ? 0.0f : float(src - 1) / float(dst - 1);
+    return tapAt(float(i) * scale, src);
+}
+
+/// The tap of destination index @p i when the top left edges of the pixels coincide.
+Tap topLeftTap(std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
+    const float scale = float(src) / float(dst);
+    return tapAt(float(i) * scale, src);
+}
+
+Tap tapOf(std::uint32_t method, std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
+    switch (method) {
+        case ResizerMethodBilinearCorner:
+            return cornerTap(i, src, dst);
+        case ResizerMethodBilinearTopLeft:
+            return topLeftTap(i, src, dst);
+        default:
+            return centredTap(i, src, dst);
+    }
+}
+
+void estimate(std::uint32_t method,
+              std::uint32_t src,
+              std::uint32_t dst,
+              std::uint32_t channels,
+              std::int32_t* index,
+              float* weight) {
+    for (std::uint32_t i = 0; i < dst; ++i) {
+        const Tap tap = tapOf(method, i, src, dst);
+        for (std::uint32_t c = 0; c < channels; ++c) {
+            *index++ = std::int32_t(std::uint32_t(tap.index) * channels + c);
+            *weight++ = tap.weight;
+        }
+    }
+}
+
+}  // namespace
+
+BilinearTables::BilinearTables(const ResizerParam& parameters, std::uint32_t padding) {
+    const std::uint32_t size = parameters.dstWidth * parameters.channels + padding;
+    const std::uint32_t alignment = parameters.alignment;
+    ix.Resize(size, alignment);
+    iy.Resize(parameters.dstHeight, alignment);
+    ax.Resize(size, alignment);
+    ay.Resize(parameters.dstHeight, alignment);
+    bx[0].Resize(size, alignment);
+    bx[1].Resize(size, alignment);
+    estimate(parameters.method, parameters.srcWidth, parameters.dstWidth, parameters.channels,
+             ix.data, ax.data);
+    estimate(parameters.method, parameters.srcHeight, parameters.dstHeight, 1, iy.data, ay.data);
+}
+
+BilinearTables::~BilinearTables() = default;
+
+template <class T>
+void BilinearTables::Scale(const ResizerParam& parameters,
+                           const BilinearRows<T>& functions,
+                           const T* src,
+                           std::uint32_t srcStride,
+                           T* dst,
+                           std::uint32_t dstStride) {
+    const std::uint32_t channels = parameters.channels;
+    const std::uint32_t size = parameters.dstWidth * channels;
+    const auto interpolate = [&](std::int32_t row, float* place) {
+        functions.interpolate(src + std::size_t(row) * srcStride, channels, ix.data, ax.data, size,
+                              place);
+    };
+    RowPair<float*> rows = {bx[0].data, bx[1].data};
+    for (std::uint32_t y = 0; y < parameters.dstHeight; ++y, dst += dstStride) {
+        rows.moveTo(iy.data[y], interpolate);
+        functions.blend(rows.upper, rows.lower, ay.data[y], size, dst);
+    }
+}
+
+template <class T>
+void BilinearTables::Sample(const ResizerParam& parameters,
+                            const BilinearRows<T>& functions,
+                            const T* src,
+                            std::uint32_t srcStride,
+                            T* dst,
+                            std::uint32_t dstStride) {
+    const std::uint32_t channels = parameters.channels;
+    const std::uint32_t size = parameters.dstWidth * channels;
+    for (std::uint32_t y = 0; y < parameters.dstHeight; ++y, dst += dstStride) {
+        const T* const upper = src + std::size_t(iy.data[y]) * srcStride;
+        functions.sample(upper, upper + srcStride, channels, ix.data, ax.data, ay.data[y], size,
+                         dst);
+    }
+}
+
+template void BilinearTables::Scale(const ResizerParam&,
+                                    const BilinearRows<float>&,
+                                    const float*,
+                                    std::uint32_t,
+                                    float*,
+                                    std::uint32_t);
+template void BilinearTables::Scale(const ResizerParam&,
+                                    const BilinearRows<std::uint16_t>&,
+                                    const std::uint16_t*,
+                                    std::uint32_t,
+                                    std::uint16_t*,
+                                    std::uint32_t);
+template void BilinearTables::Sample(const ResizerParam&,
+                                     const BilinearRows<std::uint16_t>&,
+                                     const std::uint16_t*,
+                                     std::uint32_t,
+                                     std::uint16_t*,
+                                     std::uint32_t);
+
+}  // namespace Base
+}  // namespace Simd

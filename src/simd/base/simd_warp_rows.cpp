@@ -1,0 +1,304 @@
+// The affine warp of rows. With whole-number rounding r and the position
+//
+//     sx = fmaf(x, inv[0], y inv[1]) + inv[2],  sy = fmaf(x, inv[3], y inv[4]) + inv[5]
+//
+// nearest takes the pixel (r(sx), r(sy)), limited to the source. Bilinear mixes the four pixels
+// around the position with weights of 5 fractional bits; the weights of all four add up to 1024.
+// Each row is cut into what lies outside, where tests are needed, and the long rest without tests.
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+#include "simd/simd_fused.h"
+#include "simd/simd_warp_rows.h"
+#include "simd/simd_warp_steps.h"
+
+namespace Simd {
+namespace Base {
+namespace {
+
+/// The stride of a bottom-up image is negative and arrives wrapped.
+inline std::ptrdiff_t stepOf(std::uint32_t stride) {
+    return std::int32_t(stride);
+}
+
+/// The line of positions that belongs to destination row @p y.
+struct Line {
+    WarpAxis x;
+    WarpAxis y;
+
+    Line(const float (&inv)[6], std::uint32_t row)
+        : x{inv[0], float(row) * inv[1], inv[2]}, y{inv[3], float(row) * inv[4], inv[5]} {}
+};
+
+inline float positionAt(const WarpAxis& axis, std::int32_t column) {
+    return fused(float(column), axis.slope, axis.start) + axis.shift;
+}
+
+/// The largest indices that a test-free block may have. There are none where an offset could exceed
+/// 31 bits.
+struct Reach {
+    std::int32_t x;
+    std::int32_t y;
+
+    /// @param samples that are taken side by side, and one above the other
+    Reach(const WarpAffineParam& param, std::uint32_t samples)
+        : x(std::int32_t(param.srcW - samples)), y(std::int32_t(param.srcH - samples)) {
+        const std::int64_t step = std::abs(std::int64_t(stepOf(param.srcS)));
+        if (std::int64_t(param.srcW) * param.channels + step * param.srcH > INT32_MAX) {
+            x = -1;
+        }
+    }
+};
+
+template <std::size_t BYTES>
+inline void copy(const std::uint8_t* src, std::uint8_t* dst) {
+    std::memcpy(dst, src, BYTES);
+}
+
+/// Gives the columns @p first to @p last - 1 of @p row the border, unless it is transparent.
+template <std::size_t CHANNELS>
+void fillBorder(const WarpAffineParam& param,
+                std::uint8_t* row,
+                std::int32_t first,
+                std::int32_t last) {
+    if ((param.flags & WarpAffineBorderTransparent) || first >= last) {
+        return;
+    }
+    const std::uint8_t* const border = param.border;
+    std::uint8_t* const begin = row + std::ptrdiff_t(first) * CHANNELS;
+    std::uint8_t* const end = row + std::ptrdiff_t(last) * CHANNELS;
+    if (std::count(border, border + CHANNELS, border[0]) == CHANNELS) {
+        std::memset(begin, border[0], std::size_t(end - begin));
+        return;
+    }
+    for (std::uint8_t* pixel = begin; pixel != end; pixel += CHANNELS) {
+        copy<CHANNELS>(border, pixel);
+    }
+}
+
+/// One destination row and what it is made of. A sampler adds how: `within(column)` tells whether a
+/// column needs no tests, `sample(column)` does one with tests, and `warp(column, size)` does a
+/// block without.
+struct Row {
+    const WarpAffineParam& param;
+    const WarpSteps& steps;
+    const Reach reach;
+    const Line line;
+    const std::uint8_t* const src;
+    std::uint8_t* const dst;
+    const std::ptrdiff_t step;  // from row to row of the source
+
+    /// @param samples of a position, per axis
+    Row(const WarpAffineParam& parameters,
+        std::uint32_t samples,
+        std::uint32_t y,
+        const std::uint8_t* source,
+        std::uint8_t* destination)
+        : param(parameters),
+          steps(FastestWarpSteps()),
+          reach(param, samples),
+          line(param.inv, y),
+          src(source),
+          dst(destination + std::ptrdiff_t(y) * stepOf(param.dstS)),
+          step(stepOf(param.srcS)) {}
+};
+
+/// Warps the columns @p first to @p last - 1. Positions rise or fall along a row, rounding
+/// included, so that all between two columns within the source are within it.
+template <class Sampler>
+void warpInside(const Sampler& sampler, std::int32_t first, std::int32_t last) {
+    for (; first < last && !sampler.within(first); ++first) {
+        sampler.sample(first);
+    }
+    for (; first < last && !sampler.within(last - 1); --last) {
+        sampler.sample(last - 1);
+    }
+    for (; first < last; first += std::int32_t(WARP_BLOCK)) {
+        sampler.warp(first, std::min(WARP_BLOCK, std::uint32_t(last - first)));
+    }
+}
+
+// ---- Nearest ------------------------------------------------------------------------------------
+
+template <std::size_t CHANNELS>
+struct Nearest : Row {
+    using Row::Row;
+
+    bool within(std::int32_t column) const {
+        const std::int32_t ix = truncate(positionAt(line.x, column) + 0.5f);
+        const std::int32_t iy = truncate(positionAt(line.y, column) + 0.5f);
+        return ix >= 0 && ix <= reach.x && iy >= 0 && iy <= reach.y;
+    }
+
+    void sample(std::int32_t column) const;
+    void warp(std::int32_t column, std::uint32_t size) const;
+};
+
+template <std::size_t CHANNELS>
+void Nearest<CHANNELS>::sample(std::int32_t column) const {
+    const float sx = positionAt(line.x, column);
+    const float sy = positionAt(line.y, column);
+    if (!std::isfinite(sx) || !std::isfinite(sy)) {
+        fillBorder<CHANNELS>(param, dst, column, column + 1);
+        return;
+    }
+    const std::int32_t ix = std::clamp(round(sx), 0, std::int32_t(param.srcW - 1));
+    const std::int32_t iy = std::clamp(round(sy), 0, std::int32_t(param.srcH - 1));
+    copy<CHANNELS>(src + iy * step + std::ptrdiff_t(ix) * CHANNELS,
+                   dst + std::ptrdiff_t(column) * CHANNELS);
+}
+
+template <std::size_t CHANNELS>
+void Nearest<CHANNELS>::warp(std::int32_t column, std::uint32_t size) const {
+    WarpBlock block;
+    steps.position(line.x, column, size, block.x);
+    steps.position(line.y, column, size, block.y);
+    steps.locateNearest(block, size, std::int32_t(step), CHANNELS);
+    const std::int32_t* __restrict offset = block.offset;
+    const std::uint8_t* __restrict from = src;
+    std::uint8_t* __restrict to = dst + std::ptrdiff_t(column) * CHANNELS;
+#pragma GCC unroll 4
+    for (std::size_t i = 0; i < size; ++i) {
+        copy<CHANNELS>(from + offset[i], to + i * CHANNELS);
+    }
+}
+
+template <std::size_t CHANNELS>
+void warpNearest(const WarpAffineParam& param,
+                 std::uint32_t begin,
+                 std::uint32_t end,
+                 const WarpRanges& ranges,
+                 const std::uint8_t* src,
+                 std::uint8_t* dst) {
+    for (std::uint32_t y = begin; y < end; ++y) {
+        const Nearest<CHANNELS> row(param, 1, y, src, dst);
+        fillBorder<CHANNELS>(param, row.dst, 0, ranges.beg[y]);
+        warpInside(row, ranges.beg[y], ranges.end[y]);
+        fillBorder<CHANNELS>(param, row.dst, ranges.end[y], std::int32_t(param.dstW));
+    }
+}
+
+// ---- Bilinear -----------------------------------------------------------------------------------
+
+/// A position as the index of the sample before it and the weight of the one behind.
+struct Split {
+    std::int32_t index;
+    std::int32_t weight;
+
+    /// Positions with no sample among @p size ones, NaN too, are moved next to them.
+    Split(float position, std::uint32_t size) {
+        const float limit = float(size) + 1.0f;
+        const float raised = position > -2.0f ? position : -2.0f;
+        const float clamped = raised < limit ? raised : limit;
+        index = truncate(clamped);
+        index -= clamped < float(index) ? 1 : 0;
+        weight = round((clamped - float(index)) * 32.0f);
+    }
+};
+
+template <std::size_t CHANNELS>
+struct Bilinear : Row {
+    using Row::Row;
+
+    bool within(std::int32_t column) const {
+        const float sx = positionAt(line.x, column);
+        const float sy = positionAt(line.y, column);
+        return sx >= 0 && truncate(sx) <= reach.x && sy >= 0 && truncate(sy) <= reach.y;
+    }
+
+    void sample(std::int32_t column) const;
+    void warp(std::int32_t column, std::uint32_t size) const;
+    void gather(WarpBlock& block, std::uint32_t size) const;
+};
+
+template <std::size_t CHANNELS>
+void Bilinear<CHANNELS>::sample(std::int32_t column) const {
+    const Split x(positionAt(line.x, column), param.srcW);
+    const Split y(positionAt(line.y, column), param.srcH);
+    std::uint8_t* const pixel = dst + std::ptrdiff_t(column) * CHANNELS;
+    std::uint8_t substitute[CHANNELS];
+    copy<CHANNELS>((param.flags & WarpAffineBorderTransparent) ? pixel : param.border, substitute);
+    const auto sampleAt = [&](std::int32_t ix, std::int32_t iy) {
+        const bool inside = ix >= 0 && std::uint32_t(ix) < param.srcW &&  //
+                            iy >= 0 && std::uint32_t(iy) < param.srcH;
+        return inside ? src + iy * step + std::ptrdiff_t(ix) * CHANNELS : substitute;
+    };
+    const std::uint8_t* const p00 = sampleAt(x.index, y.index);
+    const std::uint8_t* const p01 = sampleAt(x.index + 1, y.index);
+    const std::uint8_t* const p10 = sampleAt(x.index, y.index + 1);
+    const std::uint8_t* const p11 = sampleAt(x.index + 1, y.index + 1);
+    for (std::size_t c = 0; c < CHANNELS; ++c) {
+        const std::int32_t above = (32 - x.weight) * p00[c] + x.weight * p01[c];
+        const std::int32_t below = (32 - x.weight) * p10[c] + x.weight * p11[c];
+        pixel[c] = std::uint8_t(((32 - y.weight) * above + y.weight * below + 512) >> 10);
+    }
+}
+
+/// Fetches the samples of a block as WarpBlock tells.
+template <std::size_t CHANNELS>
+void Bilinear<CHANNELS>::gather(WarpBlock& block, std::uint32_t size) const {
+    constexpr std::size_t BYTES = CHANNELS < 3 ? 2 : 4;
+    constexpr std::size_t SECOND = 2 * CHANNELS - BYTES;
+    const std::int32_t* __restrict offset = block.offset;
+    std::uint8_t(*__restrict upper)[4 * WARP_BLOCK] = block.samples[0];
+    std::uint8_t(*__restrict lower)[4 * WARP_BLOCK] = block.samples[1];
+#pragma GCC unroll 4
+    for (std::size_t i = 0; i < size; ++i) {
+        const std::uint8_t* const above = src + offset[i];
+        const std::uint8_t* const below = above + step;
+        copy<BYTES>(above, upper[0] + BYTES * i);
+        copy<BYTES>(below, lower[0] + BYTES * i);
+        if constexpr (CHANNELS > 1) {
+            copy<BYTES>(above + SECOND, upper[1] + BYTES * i);
+            copy<BYTES>(below + SECOND, lower[1] + BYTES * i);
+        }
+    }
+}
+
+template <std::size_t CHANNELS>
+void Bilinear<CHANNELS>::warp(std::int32_t column, std::uint32_t size) const {
+    WarpBlock block;
+    steps.position(line.x, column, size, block.x);
+    steps.position(line.y, column, size, block.y);
+    steps.locateBilinear(block, size, std::int32_t(step), CHANNELS);
+    gather(block, size);
+    steps.blend[CHANNELS - 1](block, size, dst + std::ptrdiff_t(column) * CHANNELS);
+}
+
+template <class Sampler>
+void warpEdge(const Sampler& sampler, std::int32_t first, std::int32_t last) {
+    for (; first < last; ++first) {
+        sampler.sample(first);
+    }
+}
+
+template <std::size_t CHANNELS>
+void warpBilinear(const WarpAffineParam& param,
+                  std::uint32_t begin,
+                  std::uint32_t end,
+                  const WarpRanges& ranges,
+                  const std::uint8_t* src,
+                  std::uint8_t* dst) {
+    for (std::uint32_t y = begin; y < end; ++y) {
+        const Bilinear<CHANNELS> row(param, 2, y, src, dst);
+        fillBorder<CHANNELS>(param, row.dst, 0, ranges.lo[y]);
+        warpEdge(row, ranges.lo[y], ranges.beg[y]);
+        warpInside(row, ranges.beg[y], ranges.end[y]);
+        warpEdge(row, ranges.end[y], ranges.hi[y]);
+        fillBorder<CHANNELS>(param, row.dst, ranges.hi[y], std::int32_t(param.dstW));
+    }
+}
+
+}  // namespace
+
+WarpRowFunction* const WarpNearestRows[4] = {warpNearest<1>, warpNearest<2>, warpNearest<3>,
+                                             warpNearest<4>};
+
+WarpRowFunction* const WarpBilinearRows[4] = {warpBilinear<1>, warpBilinear<2>, warpBilinear<3>,
+                                              warpBilinear<4>};
+
+}  // namespace Base
+}  // namespace Simd

@@ -1,0 +1,250 @@
+// Interleaved BGR to planar YUV, on vectors; the formulas stand with the portable variant.
+//
+// The 14-bit weights are split, w = 64 hi + lo, so that products fit 16 bits. With H = sum(hi c)
+// and L = sum(lo c),
+//
+//     (64 H + L + 8192) >> 14  =  (H + (L >> 6) + 128) >> 8
+//
+// For Y, H <= 55845 and L <= 15045. The weights of U sum to 0 and those of V to 1, so that
+//
+//     U sum = 7193 (b - g) - 2425 (r - g)
+//     V sum = 7193 (r - g) - 1163 (b - g) + g
+//
+// with |H| <= 28560 and |L| <= 20910, signed.
+
+#include <arm_neon.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "simd/simd_kernels.h"
+
+namespace Simd {
+namespace Neon {
+namespace {
+
+constexpr std::uint32_t PAIRS_BLOCK = 2 * A;    // pixels where two share a chroma sample
+constexpr std::size_t PREFETCH_DISTANCE = 384;  // bytes ahead of a block
+
+/// Keeps the compiler from mixing the instructions before and after, which would need more
+/// registers than there are. Costs nothing itself.
+inline void scheduleInOrder() {
+    asm volatile("");
+}
+
+/// Like vcombine_u8, which costs moves on 32-bit ARM.
+inline uint8x16_t join(uint8x8_t low, uint8x8_t high) {
+    uint8x16_t joined;
+    std::memcpy(&joined, &low, sizeof low);
+    std::memcpy(reinterpret_cast<char*>(&joined) + sizeof low, &high, sizeof high);
+    return joined;
+}
+
+/// Y without its offset.
+inline uint8x8_t lumaSum(uint8x8_t b, uint8x8_t g, uint8x8_t r) {
+    uint16x8_t high = vmull_u8(b, vdup_n_u8(1606 / 64));
+    high = vmlal_u8(high, g, vdup_n_u8(8258 / 64));
+    high = vmlal_u8(high, r, vdup_n_u8(4211 / 64));
+    uint16x8_t low = vmull_u8(b, vdup_n_u8(1606 % 64));
+    low = vmlal_u8(low, g, vdup_n_u8(8258 % 64));
+    low = vmlal_u8(low, r, vdup_n_u8(4211 % 64));
+    return vrshrn_n_u16(vsraq_n_u16(high, low, 6), 8);
+}
+
+inline uint8x16_t lumaOf(uint8x16x3_t bgr) {
+    const uint8x8_t left =
+        lumaSum(vget_low_u8(bgr.val[0]), vget_low_u8(bgr.val[1]), vget_low_u8(bgr.val[2]));
+    const uint8x8_t right =
+        lumaSum(vget_high_u8(bgr.val[0]), vget_high_u8(bgr.val[1]), vget_high_u8(bgr.val[2]));
+    return vaddq_u8(join(left, right), vdupq_n_u8(16));
+}
+
+// The signed weights of the chroma sums: 7193 meets b - g in U and r - g in V.
+enum Weight { MAJOR_HIGH, MAJOR_LOW, U_MINOR_HIGH, U_MINOR_LOW, V_MINOR_HIGH, V_MINOR_LOW };
+constexpr std::int16_t CHROMA_WEIGHTS[8] = {7193 / 64, 7193 % 64, 2425 / 64,
+                                            2425 % 64, 1163 / 64, 1163 % 64};
+
+template <Weight WEIGHT>
+inline int16x8_t multiply(int16x8_t a, int16x8_t weights) {
+    const int16x4_t half = WEIGHT < 4 ? vget_low_s16(weights) : vget_high_s16(weights);
+    return vmulq_lane_s16(a, half, WEIGHT % 4);
+}
+
+template <Weight WEIGHT>
+inline int16x8_t multiplySubtract(int16x8_t sum, int16x8_t a, int16x8_t weights) {
+    const int16x4_t half = WEIGHT < 4 ? vget_low_s16(weights) : vget_high_s16(weights);
+    return vmlsq_lane_s16(sum, a, half, WEIGHT % 4);
+}
+
+inline uint8x8_t withOffset(int16x8_t high, int16x8_t low) {
+    const int8x8_t sum = vrshrn_n_s16(vsraq_n_s16(high, low, 6), 8);
+    return veor_u8(vreinterpret_u8_s8(sum), vdup_n_u8(128));
+}
+
+/// Variables of such structs are not const: GCC would keep them in memory.
+struct Chroma {
+    uint8x8_t u;
+    uint8x8_t v;
+};
+
+inline Chroma chromaOf(uint8x8_t b, uint8x8_t g, uint8x8_t r) {
+    const int16x8_t weights = vld1q_s16(CHROMA_WEIGHTS);
+    const int16x8_t bg = vreinterpretq_s16_u16(vsubl_u8(b, g));
+    const int16x8_t rg = vreinterpretq_s16_u16(vsubl_u8(r, g));
+    int16x8_t uHigh = multiply<MAJOR_HIGH>(bg, weights);
+    int16x8_t uLow = multiply<MAJOR_LOW>(bg, weights);
+    uHigh = multiplySubtract<U_MINOR_HIGH>(uHigh, rg, weights);
+    uLow = multiplySubtract<U_MINOR_LOW>(uLow, rg, weights);
+    int16x8_t vHigh = multiply<MAJOR_HIGH>(rg, weights);
+    int16x8_t vLow = multiply<MAJOR_LOW>(rg, weights);
+    vHigh = multiplySubtract<V_MINOR_HIGH>(vHigh, bg, weights);
+    vLow = multiplySubtract<V_MINOR_LOW>(vLow, bg, weights);
+    vLow = vreinterpretq_s16_u16(vaddw_u8(vreinterpretq_u16_s16(vLow), g));
+    return {withOffset(uHigh, uLow), withOffset(vHigh, vLow)};
+}
+
+/// The sums of eight pairs, channel by channel.
+struct PairSums {
+    uint16x8_t b;
+    uint16x8_t g;
+    uint16x8_t r;
+};
+
+/// 16 pixels of DOWN rows, a chroma sample for two columns.
+template <int DOWN>
+inline void convertPairs(const std::uint8_t* bgr,
+                         std::ptrdiff_t bgrStride,
+                         std::uint8_t* y,
+                         std::ptrdiff_t yStride,
+                         std::uint8_t* u,
+                         std::uint8_t* v) {
+    uint8x16x3_t row = vld3q_u8(bgr);
+    vst1q_u8(y, lumaOf(row));
+    scheduleInOrder();
+    PairSums sums = {vpaddlq_u8(row.val[0]), vpaddlq_u8(row.val[1]), vpaddlq_u8(row.val[2])};
+    Chroma chroma;
+    if (DOWN == 2) {
+        row = vld3q_u8(bgr + bgrStride);
+        vst1q_u8(y + yStride, lumaOf(row));
+        scheduleInOrder();
+        chroma = chromaOf(vrshrn_n_u16(vpadalq_u8(sums.b, row.val[0]), 2),
+                          vrshrn_n_u16(vpadalq_u8(sums.g, row.val[1]), 2),
+                          vrshrn_n_u16(vpadalq_u8(sums.r, row.val[2]), 2));
+    } else {
+        chroma =
+            chromaOf(vrshrn_n_u16(sums.b, 1), vrshrn_n_u16(sums.g, 1), vrshrn_n_u16(sums.r, 1));
+    }
+    vst1_u8(u, chroma.u);
+    vst1_u8(v, chroma.v);
+    scheduleInOrder();
+}
+
+/// 16 pixels, each with a chroma sample of its own.
+inline void convertBlock444(const std::uint8_t* bgr,
+                            std::uint8_t* y,
+                            std::uint8_t* u,
+                            std::uint8_t* v) {
+    __builtin_prefetch(bgr + PREFETCH_DISTANCE);
+    uint8x16x3_t row = vld3q_u8(bgr);
+    vst1q_u8(y, lumaOf(row));
+    scheduleInOrder();
+    Chroma left =
+        chromaOf(vget_low_u8(row.val[0]), vget_low_u8(row.val[1]), vget_low_u8(row.val[2]));
+    scheduleInOrder();
+    Chroma right =
+        chromaOf(vget_high_u8(row.val[0]), vget_high_u8(row.val[1]), vget_high_u8(row.val[2]));
+    vst1q_u8(u, join(left.u, right.u));
+    vst1q_u8(v, join(left.v, right.v));
+}
+
+/// First column of the block at @p x. What remains at the end of a row is narrower than a block, so
+/// the last block overlaps the one before.
+inline std::size_t blockStart(std::size_t x, std::size_t block, std::size_t width) {
+    const std::size_t last = width - block;
+    return x < last ? x : last;
+}
+
+/// A chroma sample is made of two columns of DOWN rows.
+template <int DOWN>
+void convertSubsampled(const std::uint8_t* __restrict bgr,
+                       std::uint32_t width,
+                       std::uint32_t height,
+                       std::ptrdiff_t bgrStride,
+                       std::uint8_t* __restrict y,
+                       std::ptrdiff_t yStride,
+                       std::uint8_t* __restrict u,
+                       std::ptrdiff_t uStride,
+                       std::uint8_t* __restrict v,
+                       std::ptrdiff_t vStride) {
+    const std::size_t columns = width / 2 * 2;
+    for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
+        for (std::size_t i = 0; i < columns; i += PAIRS_BLOCK) {
+            const std::size_t x = blockStart(i, PAIRS_BLOCK, columns);
+            const std::uint8_t* block = bgr + 3 * x;
+            for (int row = 0; row < DOWN; ++row) {
+                __builtin_prefetch(block + row * bgrStride + PREFETCH_DISTANCE);
+            }
+            convertPairs<DOWN>(block, bgrStride, y + x, yStride, u + x / 2, v + x / 2);
+            convertPairs<DOWN>(block + 48, bgrStride, y + x + 16, yStride, u + x / 2 + 8,
+                               v + x / 2 + 8);
+        }
+        bgr += DOWN * bgrStride;
+        y += DOWN * yStride;
+        u += uStride;
+        v += vStride;
+    }
+}
+
+}  // namespace
+
+void BgrToYuv420p(const std::uint8_t* bgr,
+                  std::uint32_t width,
+                  std::uint32_t height,
+                  std::uint32_t bgrStride,
+                  std::uint8_t* y,
+                  std::uint32_t yStride,
+                  std::uint8_t* u,
+                  std::uint32_t uStride,
+                  std::uint8_t* v,
+                  std::uint32_t vStride) {
+    convertSubsampled<2>(bgr, width, height, bgrStride, y, yStride, u, uStride, v, vStride);
+}
+
+void BgrToYuv422p(const std::uint8_t* bgr,
+                  std::uint32_t width,
+                  std::uint32_t height,
+                  std::uint32_t bgrStride,
+                  std::uint8_t* y,
+                  std::uint32_t yStride,
+                  std::uint8_t* u,
+                  std::uint32_t uStride,
+                  std::uint8_t* v,
+                  std::uint32_t vStride) {
+    convertSubsampled<1>(bgr, width, height, bgrStride, y, yStride, u, uStride, v, vStride);
+}
+
+void BgrToYuv444p(const std::uint8_t* bgr,
+                  std::uint32_t width,
+                  std::uint32_t height,
+                  std::uint32_t bgrStride,
+                  std::uint8_t* y,
+                  std::uint32_t yStride,
+                  std::uint8_t* u,
+                  std::uint32_t uStride,
+                  std::uint8_t* v,
+                  std::uint32_t vStride) {
+    for (; height != 0; --height) {
+        for (std::size_t i = 0; i < width; i += A) {
+            const std::size_t x = blockStart(i, A, width);
+            convertBlock444(bgr + 3 * x, y + x, u + x, v + x);
+        }
+        bgr += bgrStride;
+        y += yStride;
+        u += uStride;
+        v += vStride;
+    }
+}
+
+}  // namespace Neon
+}  // namespace Simd

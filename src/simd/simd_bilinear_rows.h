@@ -1,0 +1,69 @@
+// The two steps of bilinear scaling in float arithmetic, on rows, and where their variants stand.
+#pragma once
+
+#include <cstdint>
+
+namespace Simd {
+
+/// Row functions on elements of type @p T. Destinations overlap nothing else.
+template <class T>
+struct BilinearRows {
+    /// dst[i] = src[ix[i]] (1 - ax[i]) + src[ix[i] + step] ax[i]
+    using Interpolate = void(const T* src,
+                             std::uint32_t step,
+                             const std::int32_t* ix,
+                             const float* ax,
+                             std::uint32_t size,
+                             float* dst);
+
+    /// dst[i] = upper[i] (1 - ay) + lower[i] ay; integers are rounded, halves upward.
+    using Blend =
+        void(const float* upper, const float* lower, float ay, std::uint32_t size, T* dst);
+
+    /// Both steps at once, without rows between them.
+    using Sample = void(const T* upper,
+                        const T* lower,
+                        std::uint32_t step,
+                        const std::int32_t* ix,
+                        const float* ax,
+                        float ay,
+                        std::uint32_t size,
+                        T* dst);
+
+    Interpolate* interpolate;
+    Blend* blend;
+    Sample* sample;
+};
+
+// Steps with one rounding for the product and one for the fused sum. Fma has the same functions as
+// Base, compiled for processors with such an instruction; without it a step is a call of the C
+// library.
+
+namespace Base {
+extern const BilinearRows<float> FloatRows;
+extern const BilinearRows<std::uint16_t> ShortRows;
+}  // namespace Base
+
+namespace Fma {
+extern const BilinearRows<float> FloatRows;
+extern const BilinearRows<std::uint16_t> ShortRows;
+}  // namespace Fma
+
+// Steps in vectors of four elements, where both products and their sum are rounded. What is left of
+// a row, and pixels of 2 or 4 channels, have fused steps; so the last bit can differ from Base. The
+// vectors of 32-bit processors also take subnormal numbers for zero.
+namespace Neon {
+extern const BilinearRows<float> FloatRows;
+extern const BilinearRows<std::uint16_t> ShortRows;
+}  // namespace Neon
+
+/// The fused steps in the form that suits this processor.
+template <class T>
+const BilinearRows<T>& FusedRows();
+
+template <>
+const BilinearRows<float>& FusedRows();
+template <>
+const BilinearRows<std::uint16_t>& FusedRows();
+
+}  // namespace Simd

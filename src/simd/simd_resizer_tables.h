@@ -1,0 +1,91 @@
+// What resizers have in common: where a destination index lies in the source, which interpolated
+// rows serve the next destination row, and the choice by the number of channels.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace Simd {
+
+// Compiled into each variant apart: code built for NEON must not serve the portable one.
+namespace {
+
+/// A destination index lies between source samples `index` and `index + 1`.
+struct Tap {
+    std::int32_t index;
+    float weight;  // of the right sample, 0 to 1
+};
+
+/// @param position in the source, above -1
+/// @param src      size of the source, at least 2. The last sample is reached as a right one.
+inline Tap tapAt(float position, std::uint32_t src) {
+    if (position < 0.0f) {
+        return {0, 0.0f};
+    }
+    const std::int32_t last = std::int32_t(src) - 1;
+    const std::int32_t index = std::int32_t(position);
+    if (index >= last) {
+        return {last - 1, 1.0f};
+    }
+    return {index, position - float(index)};
+}
+
+/// The tap of destination index @p i when the centres of the first and the last pixel keep half a
+/// pixel's distance from the edges.
+inline Tap centredTap(std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
+    const float scale = float(src) / float(dst);
+    return tapAt(std::fmaf(scale, float(i) + 0.5f, -0.5f), src);
+}
+
+/// The weight in sixteenths, rounded to nearest.
+inline std::int32_t byteWeight(Tap tap) {
+    return std::int32_t(std::fmaf(tap.weight, 16.0f, 0.5f));
+}
+
+/// Two neighbouring source rows, horizontally interpolated.
+template <class Row>
+struct RowPair {
+    Row upper;
+    Row lower;
+    std::int32_t current = -2;  // source row of `upper`; so that row 0 isn't the next
+
+    /// Makes @p row the upper one. Calls @p interpolate(row, place) for rows that aren't there yet.
+    template <class Interpolate>
+    void moveTo(std::int32_t row, Interpolate interpolate) {
+        if (row == current) {
+            return;
+        }
+        if (row == current + 1) {
+            const Row free = upper;
+            upper = lower;
+            lower = free;
+        } else {
+            interpolate(row, upper);
+        }
+        interpolate(row + 1, lower);
+        current = row;
+    }
+};
+
+/// Calls @p function with 1 to 4 channels as a constant, and not at all for another number.
+template <class Function>
+inline void withChannels(std::uint32_t channels, Function function) {
+    switch (channels) {
+        case 1:
+            return function(std::integral_constant<std::size_t, 1>{});
+        case 2:
+            return function(std::integral_constant<std::size_t, 2>{});
+        case 3:
+            return function(std::integral_constant<std::size_t, 3>{});
+        case 4:
+            return function(std::integral_constant<std::size_t, 4>{});
+        default:
+            return;
+    }
+}
+
+}  // namespace
+
+}  // namespace Simd
