@@ -1,19 +1,22 @@
 // Runs one kernel a number of times, for a counter of instructions outside of the program:
 //
-//   kernel_instructions                          lists the kernels: family, name, pixels of a run
+//   kernel_instructions                          lists the kernels: family, name, pixels, variants
 //   kernel_instructions NAME base|neon TIMES     runs one of them
 //
 // What a run costs is the difference between two runs of the program that differ in TIMES only.
+// The warp has one class, which asks the processor; its variants are those of the processor.
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "simd/simd_platform.h"
+#include "simd/simd.h"
 #include "support/kernel_cases.h"
+#include "tavo_core/tavo_arithmetic.h"
 
 namespace {
 
@@ -21,70 +24,147 @@ using support::KernelCase;
 using support::Plane;
 using support::PlaneShape;
 using support::Variant;
+using Memory = std::vector<unsigned char>;
 
 constexpr std::uint32_t WIDTH = 640;
 constexpr std::uint32_t HEIGHT = 480;
+constexpr unsigned char FILL = 0x41;  // floats take it for small numbers, too
 
-/// Runs of samples have one row.
-std::uint32_t heightOf(const KernelCase& kernel) {
-    return std::min(HEIGHT, kernel.max_height);
-}
-std::uint32_t widthOf(const KernelCase& kernel) {
-    return kernel.max_height < HEIGHT ? WIDTH * HEIGHT : WIDTH;
-}
+struct Job {
+    std::string family;
+    std::string name;
+    std::uint32_t pixels;  // that the counts are divided by
+    bool has_neon;
+    std::function<void(bool neon, int times)> run;
+};
 
-/// Planes without padding, filled with what floats take for small numbers, too.
+/// Planes without padding.
 std::vector<Plane> makePlanes(const std::vector<PlaneShape>& shapes,
                               std::uint32_t width,
                               std::uint32_t height,
-                              std::vector<std::vector<unsigned char>>& memory) {
+                              std::vector<Memory>& memory) {
     std::vector<Plane> planes;
     for (const PlaneShape& shape : shapes) {
         const std::size_t row_bytes = shape.rowBytes(width, height);
-        memory.emplace_back(row_bytes * shape.rows(width, height) + 1, 0x41);
+        memory.emplace_back(row_bytes * shape.rows(width, height) + 1, FILL);
         planes.push_back({memory.back().data(), std::uint32_t(row_bytes)});
     }
     return planes;
 }
 
-int run(const KernelCase& kernel, Variant variant, int times) {
-    const std::uint32_t width = widthOf(kernel);
-    const std::uint32_t height = heightOf(kernel);
-    std::vector<std::vector<unsigned char>> memory;
-    memory.reserve(kernel.sources.size() + kernel.targets.size());
-    const std::vector<Plane> sources = makePlanes(kernel.sources, width, height, memory);
-    const std::vector<Plane> targets = makePlanes(kernel.targets, width, height, memory);
-    for (int i = 0; i < times; ++i) {
-        kernel.run(variant, sources.data(), targets.data(), width, height);
-    }
-    return EXIT_SUCCESS;
+/// Runs of samples have one row.
+Job planeJob(const KernelCase& kernel) {
+    const bool is_run = kernel.max_height < HEIGHT;
+    const std::uint32_t width = is_run ? WIDTH * HEIGHT : WIDTH;
+    const std::uint32_t height = is_run ? kernel.max_height : HEIGHT;
+    const auto run = [&kernel, width, height](bool neon, int times) {
+        std::vector<Memory> memory;
+        memory.reserve(kernel.sources.size() + kernel.targets.size());
+        const std::vector<Plane> sources = makePlanes(kernel.sources, width, height, memory);
+        const std::vector<Plane> targets = makePlanes(kernel.targets, width, height, memory);
+        for (int i = 0; i < times; ++i) {
+            const Variant variant = neon ? Variant::Neon : Variant::Base;
+            kernel.run(variant, sources.data(), targets.data(), width, height);
+        }
+    };
+    return {kernel.family, kernel.name, width * height, kernel.hasNeon(), run};
 }
 
-void list() {
+struct Method {
+    const char* name;
+    Simd::ResizerChannelType type;
+    Simd::ResizerMethod method;
+    std::uint32_t sample_bytes;
+};
+
+/// From 1920 x 1080; per destination pixel.
+Job resizeJob(const Method& method, std::uint32_t channels, tavo::Size size) {
+    constexpr std::uint32_t SRC_WIDTH = 1920;
+    constexpr std::uint32_t SRC_HEIGHT = 1080;
+    const auto width = std::uint32_t(size.width);
+    const auto height = std::uint32_t(size.height);
+    const std::string name = std::string(method.name) + (channels == 1 ? " gray" : " BGR") +
+                             " to " + std::to_string(width) + "x" + std::to_string(height);
+    const auto run = [=](bool neon, int times) {
+        const auto create = neon ? Simd::Neon::ResizerInit : Simd::Base::ResizerInit;
+        const std::unique_ptr<Simd::Resizer> resizer(
+            create(SRC_WIDTH, SRC_HEIGHT, width, height, channels, method.type, method.method));
+        const std::uint32_t pixel_bytes = channels * method.sample_bytes;
+        const Memory source(std::size_t(SRC_WIDTH) * SRC_HEIGHT * pixel_bytes, FILL);
+        Memory target(std::size_t(width) * height * pixel_bytes);
+        for (int i = 0; i < times; ++i) {
+            resizer->Run(source.data(), SRC_WIDTH * pixel_bytes, target.data(),
+                         width * pixel_bytes);
+        }
+    };
+    const bool has_neon =
+        method.method != Simd::ResizerMethodBicubic && method.method != Simd::ResizerMethodNearest;
+    return {"Resize", name, width * height, has_neon, run};
+}
+
+/// By 10 degrees.
+Job warpJob(bool bilinear, std::uint32_t channels) {
+    const std::string name = std::string("warp ") + (bilinear ? "bilinear" : "nearest") +
+                             (channels == 1 ? " gray" : " BGR");
+    const auto run = [=](bool, int times) {
+        float matrix[2][3];
+        tavo::getRotationMatrix2D(10.0f, tavo::Point(WIDTH / 2, HEIGHT / 2), matrix, 1.0f);
+        const std::uint32_t stride = WIDTH * channels;
+        const std::uint32_t flags = bilinear ? std::uint32_t(Simd::WarpAffineInterpBilinear) : 0u;
+        const std::unique_ptr<Simd::WarpAffine> warp(Simd::Base::WarpAffineInit(
+            WIDTH, HEIGHT, stride, WIDTH, HEIGHT, stride, channels, matrix[0], flags, nullptr));
+        const Memory source(std::size_t(stride) * HEIGHT, FILL);
+        Memory target(std::size_t(stride) * HEIGHT);
+        for (int i = 0; i < times; ++i) {
+            warp->Run(source.data(), target.data());
+        }
+    };
+    return {"Warp", name, WIDTH * HEIGHT, true, run};
+}
+
+std::vector<Job> allJobs() {
+    constexpr Method METHODS[] = {
+        {"nearest", Simd::ResizerChannelByte, Simd::ResizerMethodNearest, 1},
+        {"bilinear", Simd::ResizerChannelByte, Simd::ResizerMethodBilinear, 1},
+        {"area", Simd::ResizerChannelByte, Simd::ResizerMethodArea, 1},
+        {"bicubic", Simd::ResizerChannelByte, Simd::ResizerMethodBicubic, 1},
+        {"float bilinear", Simd::ResizerChannelFloat, Simd::ResizerMethodBilinear, 4},
+    };
+    std::vector<Job> jobs;
     for (const KernelCase& kernel : support::kernelCases()) {
-        std::printf("%s,%s,%u,%s\n",
-                    kernel.family.c_str(),
-                    kernel.name.c_str(),
-                    widthOf(kernel) * heightOf(kernel),
-                    kernel.hasNeon() ? "neon" : "base");
+        jobs.push_back(planeJob(kernel));
     }
+    for (const Method& method : METHODS) {
+        for (const std::uint32_t channels : {1u, 3u}) {
+            for (const auto size :
+                 {tavo::Size(1280, 720), tavo::Size(960, 540), tavo::Size(300, 300)}) {
+                jobs.push_back(resizeJob(method, channels, size));
+            }
+        }
+    }
+    for (const bool bilinear : {false, true}) {
+        for (const std::uint32_t channels : {1u, 3u}) {
+            jobs.push_back(warpJob(bilinear, channels));
+        }
+    }
+    return jobs;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    const std::vector<Job> jobs = allJobs();
     if (argc == 1) {
-        list();
+        for (const Job& job : jobs) {
+            std::printf("%s,%s,%u,%s\n", job.family.c_str(), job.name.c_str(), job.pixels,
+                        job.has_neon ? "neon" : "base");
+        }
         return EXIT_SUCCESS;
     }
-    for (const KernelCase& kernel : support::kernelCases()) {
-        if (argc == 4 && kernel.name == argv[1]) {
-            const bool neon = std::strcmp(argv[2], "neon") == 0;
-            if (neon && !(Simd::Neon::Enable && kernel.hasNeon())) {
-                std::fprintf(stderr, "%s has no such variant here\n", argv[1]);
-                return EXIT_FAILURE;
-            }
-            return run(kernel, neon ? Variant::Neon : Variant::Base, std::atoi(argv[3]));
+    for (const Job& job : jobs) {
+        if (argc == 4 && job.name == argv[1]) {
+            job.run(std::string(argv[2]) == "neon", std::atoi(argv[3]));
+            return EXIT_SUCCESS;
         }
     }
     std::fprintf(stderr, "usage: %s [NAME base|neon TIMES]\n", argv[0]);
