@@ -107,6 +107,18 @@ bool AuxvBitSet(const char* path, std::uint32_t tag, std::uint32_t mask) {
     return is_set;
 }
 
+bool HasFusedMultiplyAdd() {
+#if defined(__arm__)
+    constexpr std::uint32_t HWCAP_VFPV4 = 1u << 16;
+    static const bool has = AuxvBitSet(HWCAP_TAG, HWCAP_VFPV4);
+    return has;
+#elif defined(__x86_64__)
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#else
+    return false;
+#endif
+}
+
 std::uint32_t CpuSocketCount() {
     return numberFromPipeline(
         "lscpu -b -p=Socket 2>/dev/null | grep -v '^#' | sort -u 2>/dev/null | wc -l 2>/dev/null");

@@ -56,10 +56,11 @@ protected:
     WarpAffineQuad ToDestination(float left, float top, float right, float bottom) const;
 
     WarpAffineParam param;
-    bool first = true;           ///< until the end of the first `Run`
-    std::uint32_t stride = 0;    ///< bytes of scratch per thread
-    std::uint32_t threads;       ///< as they were at creation
-    Array<std::uint8_t> buffer;  ///< `threads` times `stride` bytes
+    bool first = true;         ///< until the end of the first `Run`
+    std::uint32_t stride = 0;  ///< bytes of scratch per thread
+    std::uint32_t threads;     ///< as they were at creation
+    Array<std::uint8_t>
+        buffer;  ///< `threads` times `stride` bytes; blocks of pixels are on the stack
 };
 
 namespace Base {

@@ -1,6 +1,6 @@
 // The affine warp of columns whose samples all lie in the source, as steps on blocks of one
 // destination row: where the columns come from, which bytes and weights that means, and, once the
-// samples are fetched, their weighted sums. No step has a branch, so that each can be widened.
+// samples are fetched, their weighted sums. Each step is a plain loop, which can be widened.
 #pragma once
 
 #include <cstdint>
@@ -35,13 +35,14 @@ struct WarpBlock {
 
 /// A set of steps. Sizes are at most WARP_BLOCK.
 struct WarpSteps {
-    /// Positions of the columns from @p column on. They are not below -1.
+    /// Positions of the columns from @p column on.
     using Position = void(const WarpAxis& axis,
                           std::int32_t column,
                           std::uint32_t size,
                           float* position);
 
-    /// Offsets, and for bilinear weights, from positions.
+    /// Offsets, and for bilinear weights, from positions. All samples lie in the source; for
+    /// nearest a position may be up to a pixel before those of its first pixel.
     /// @param stride of the source in bytes, negative where it is bottom-up
     using Locate = void(WarpBlock& block,
                         std::uint32_t size,

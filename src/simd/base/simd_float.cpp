@@ -40,7 +40,7 @@ template <class Loop>
 template <class Loop>
 inline void runWide(Loop loop) {
 #ifdef __x86_64__
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
+    if (HasFusedMultiplyAdd()) {
         runWithFma(loop);
         return;
     }

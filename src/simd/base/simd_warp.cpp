@@ -58,11 +58,11 @@ struct Edge {
         const std::uint32_t next = (corner + 1) & 3;
         const float y0 = quad.y[corner];
         const float y1 = quad.y[next];
-        slope = (quad.x[next] - quad.x[corner]) / (y1 - y0);
+        slope = y0 != y1 ? (quad.x[next] - quad.x[corner]) / (y1 - y0) : NAN;
         origin = std::fmaf(-y0, slope, quad.x[corner]);
         low = std::max(std::min(y0, y1), 0.0f);
         high = std::min(float(rows), std::max(y0, y1));
-        valid = y0 != y1 && std::isfinite(origin);
+        valid = std::isfinite(origin);
     }
 
     float at(float row) const { return std::fmaf(slope, row, origin); }

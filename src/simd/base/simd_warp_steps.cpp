@@ -12,29 +12,18 @@ const WarpSteps Steps = PORTABLE_STEPS;
 
 namespace {
 
-#ifdef TAVO_FMA
-
-bool fmaEnabled() {
-#ifdef __arm__
-    constexpr std::uint32_t HARDWARE_CAPABILITIES = 16;
-    constexpr std::uint32_t VFPV4 = 1u << 16;
 #ifdef TAVO_NEON
-    // That variant is built for both.
-    return Neon::Enable && AuxvBitSet(HARDWARE_CAPABILITIES, VFPV4);
+constexpr bool NEON_BUILT = true;
 #else
-    return AuxvBitSet(HARDWARE_CAPABILITIES, VFPV4);
-#endif
-#else
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-#endif
-}
-
+constexpr bool NEON_BUILT = false;
 #endif
 
 WarpSteps fastestSteps() {
     WarpSteps steps = Base::Steps;
 #ifdef TAVO_FMA
-    if (fmaEnabled()) {
+    // On 32-bit ARM with NEON variants that source is built for both.
+    const bool has_vectors = Neon::Enable || !NEON_BUILT;
+    if (has_vectors && HasFusedMultiplyAdd()) {
         steps = Fma::Steps;
     }
 #endif

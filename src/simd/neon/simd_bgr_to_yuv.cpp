@@ -16,30 +16,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "simd/neon/simd_vectors.h"
 #include "simd/simd_kernels.h"
 
 namespace Simd {
 namespace Neon {
 namespace {
-
-constexpr std::uint32_t PAIRS_BLOCK = 2 * A;    // pixels where two share a chroma sample
-constexpr std::size_t PREFETCH_DISTANCE = 384;  // bytes ahead of a block
-
-/// Keeps the compiler from mixing the instructions before and after, which would need more
-/// registers than there are. Costs nothing itself.
-inline void scheduleInOrder() {
-    asm volatile("");
-}
-
-/// Like vcombine_u8, which costs moves on 32-bit ARM.
-inline uint8x16_t join(uint8x8_t low, uint8x8_t high) {
-    uint8x16_t joined;
-    std::memcpy(&joined, &low, sizeof low);
-    std::memcpy(reinterpret_cast<char*>(&joined) + sizeof low, &high, sizeof high);
-    return joined;
-}
 
 /// Y without its offset.
 inline uint8x8_t lumaSum(uint8x8_t b, uint8x8_t g, uint8x8_t r) {
@@ -57,7 +40,7 @@ inline uint8x16_t lumaOf(uint8x16x3_t bgr) {
         lumaSum(vget_low_u8(bgr.val[0]), vget_low_u8(bgr.val[1]), vget_low_u8(bgr.val[2]));
     const uint8x8_t right =
         lumaSum(vget_high_u8(bgr.val[0]), vget_high_u8(bgr.val[1]), vget_high_u8(bgr.val[2]));
-    return vaddq_u8(join(left, right), vdupq_n_u8(16));
+    return vaddq_u8(join<uint8x16_t>(left, right), vdupq_n_u8(16));
 }
 
 // The signed weights of the chroma sums: 7193 meets b - g in U and r - g in V.
@@ -154,15 +137,8 @@ inline void convertBlock444(const std::uint8_t* bgr,
     scheduleInOrder();
     Chroma right =
         chromaOf(vget_high_u8(row.val[0]), vget_high_u8(row.val[1]), vget_high_u8(row.val[2]));
-    vst1q_u8(u, join(left.u, right.u));
-    vst1q_u8(v, join(left.v, right.v));
-}
-
-/// First column of the block at @p x. What remains at the end of a row is narrower than a block, so
-/// the last block overlaps the one before.
-inline std::size_t blockStart(std::size_t x, std::size_t block, std::size_t width) {
-    const std::size_t last = width - block;
-    return x < last ? x : last;
+    vst1q_u8(u, join<uint8x16_t>(left.u, right.u));
+    vst1q_u8(v, join<uint8x16_t>(left.v, right.v));
 }
 
 /// A chroma sample is made of two columns of DOWN rows.

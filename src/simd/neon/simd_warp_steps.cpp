@@ -15,20 +15,24 @@ namespace {
 
 constexpr std::uint32_t VECTOR = 8;
 
-/// The upper left pixel of four columns.
-inline void storeOffsets(
-    int32x4_t ix, int32x4_t iy, std::int32_t stride, std::int32_t pixelSize, std::int32_t* offset) {
-    vst1q_s32(offset, vmlaq_n_s32(vmulq_n_s32(ix, pixelSize), iy, stride));
-}
+/// Bytes to pixels of the source.
+struct Steps {
+    int32x4_t row;
+    int32x4_t pixel;
 
-inline void locateNearestVector(WarpBlock& block,
-                                std::uint32_t i,
-                                std::int32_t stride,
-                                std::int32_t pixelSize) {
+    Steps(std::int32_t stride, std::int32_t pixelSize)
+        : row(vdupq_n_s32(stride)), pixel(vdupq_n_s32(pixelSize)) {}
+
+    int32x4_t offset(int32x4_t ix, int32x4_t iy) const {
+        return vmlaq_s32(vmulq_s32(ix, pixel), iy, row);
+    }
+};
+
+/// The offsets of the pixels next to four positions.
+inline int32x4_t locateNearest(const Steps& steps, const float* x, const float* y) {
     const float32x4_t half = vdupq_n_f32(0.5f);
-    const int32x4_t ix = vcvtq_s32_f32(vaddq_f32(vld1q_f32(block.x + i), half));
-    const int32x4_t iy = vcvtq_s32_f32(vaddq_f32(vld1q_f32(block.y + i), half));
-    storeOffsets(ix, iy, stride, pixelSize, block.offset + i);
+    return steps.offset(vcvtq_s32_f32(vaddq_f32(vld1q_f32(x), half)),
+                        vcvtq_s32_f32(vaddq_f32(vld1q_f32(y), half)));
 }
 
 /// The fractions behind whole positions in units of 1/32, rounded: the conversion multiplies.
@@ -38,22 +42,22 @@ inline uint16x4_t weightOf(float32x4_t position, int32x4_t whole) {
     return vmovn_u32(vcvtq_n_u32_f32(rounded, 5));
 }
 
-struct Weights {
-    uint16x4_t x;
-    uint16x4_t y;
-};
+/// The upper left samples and the weights of four positions.
+struct Location {
+    int32x4_t offset;
+    uint16x4_t wx;
+    uint16x4_t wy;
 
-inline Weights locateBilinearVector(WarpBlock& block,
-                                    std::uint32_t i,
-                                    std::int32_t stride,
-                                    std::int32_t pixelSize) {
-    const float32x4_t x = vld1q_f32(block.x + i);
-    const float32x4_t y = vld1q_f32(block.y + i);
-    const int32x4_t ix = vcvtq_s32_f32(x);
-    const int32x4_t iy = vcvtq_s32_f32(y);
-    storeOffsets(ix, iy, stride, pixelSize, block.offset + i);
-    return {weightOf(x, ix), weightOf(y, iy)};
-}
+    Location(const Steps& steps, const float* xs, const float* ys) {
+        const float32x4_t x = vld1q_f32(xs);
+        const float32x4_t y = vld1q_f32(ys);
+        const int32x4_t ix = vcvtq_s32_f32(x);
+        const int32x4_t iy = vcvtq_s32_f32(y);
+        offset = steps.offset(ix, iy);
+        wx = weightOf(x, ix);
+        wy = weightOf(y, iy);
+    }
+};
 
 /// The samples of one row for eight columns, a vector per channel.
 template <std::size_t CHANNELS>
@@ -153,9 +157,14 @@ void LocateNearest(WarpBlock& block,
                    std::uint32_t size,
                    std::int32_t stride,
                    std::int32_t pixelSize) {
-    for (std::uint32_t i = 0; i < size; i += VECTOR) {
-        locateNearestVector(block, i, stride, pixelSize);
-        locateNearestVector(block, i + VECTOR / 2, stride, pixelSize);
+    const Steps steps(stride, pixelSize);
+    const float* __restrict x = block.x;
+    const float* __restrict y = block.y;
+    std::int32_t* __restrict offset = block.offset;
+    const std::int32_t* const end = offset + size;
+    for (; offset < end; offset += VECTOR, x += VECTOR, y += VECTOR) {
+        vst1q_s32(offset, locateNearest(steps, x, y));
+        vst1q_s32(offset + 4, locateNearest(steps, x + 4, y + 4));
     }
 }
 
@@ -163,11 +172,20 @@ void LocateBilinear(WarpBlock& block,
                     std::uint32_t size,
                     std::int32_t stride,
                     std::int32_t pixelSize) {
-    for (std::uint32_t i = 0; i < size; i += VECTOR) {
-        const Weights low = locateBilinearVector(block, i, stride, pixelSize);
-        const Weights high = locateBilinearVector(block, i + VECTOR / 2, stride, pixelSize);
-        vst1_u8(block.wx + i, vmovn_u16(vcombine_u16(low.x, high.x)));
-        vst1_u8(block.wy + i, vmovn_u16(vcombine_u16(low.y, high.y)));
+    const Steps steps(stride, pixelSize);
+    const float* __restrict x = block.x;
+    const float* __restrict y = block.y;
+    std::int32_t* __restrict offset = block.offset;
+    std::uint8_t* __restrict wx = block.wx;
+    std::uint8_t* __restrict wy = block.wy;
+    const std::int32_t* const end = offset + size;
+    for (; offset < end; offset += VECTOR, x += VECTOR, y += VECTOR, wx += VECTOR, wy += VECTOR) {
+        const Location low(steps, x, y);
+        const Location high(steps, x + 4, y + 4);
+        vst1q_s32(offset, low.offset);
+        vst1q_s32(offset + 4, high.offset);
+        vst1_u8(wx, vmovn_u16(vcombine_u16(low.wx, high.wx)));
+        vst1_u8(wy, vmovn_u16(vcombine_u16(low.wy, high.wy)));
     }
 }
 

@@ -9,16 +9,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "simd/neon/simd_vectors.h"
 #include "simd/simd_kernels.h"
 
 namespace Simd {
 namespace Neon {
 namespace {
-
-constexpr std::uint32_t PAIRS_BLOCK = 2 * A;    // pixels where two share a chroma sample
-constexpr std::size_t PREFETCH_DISTANCE = 384;  // bytes ahead of a block
 
 enum Weight { Y, U_TO_BLUE, U_TO_GREEN, V_TO_RED, V_TO_GREEN };
 
@@ -58,15 +55,9 @@ inline Wide multiplyAdd(Wide sum, int16x8_t a, int16x8_t weights) {
             vmlal_lane_s16(sum.high, vget_high_s16(a), half, WEIGHT % 4)};
 }
 
-/// The rounded high halves of a + b. Written into the halves of the result, for vcombine costs
-/// moves on 32-bit ARM.
+/// The rounded high halves of a + b.
 inline int16x8_t roundedSum(Wide a, Wide b) {
-    const int16x4_t low = vraddhn_s32(a.low, b.low);
-    const int16x4_t high = vraddhn_s32(a.high, b.high);
-    int16x8_t sum;
-    std::memcpy(&sum, &low, sizeof low);
-    std::memcpy(reinterpret_cast<char*>(&sum) + sizeof low, &high, sizeof high);
-    return sum;
+    return join<int16x8_t>(vraddhn_s32(a.low, b.low), vraddhn_s32(a.high, b.high));
 }
 
 /// Differences from 128.
@@ -87,12 +78,6 @@ inline ChromaTerms chromaTerms(int8x8_t u, int8x8_t v, int16x8_t weights) {
     return {multiply<U_TO_BLUE>(du, weights),
             multiplyAdd<V_TO_GREEN>(multiply<U_TO_GREEN>(du, weights), dv, weights),
             multiply<V_TO_RED>(dv, weights)};
-}
-
-/// Keeps the compiler from mixing the instructions before and after, which would need more
-/// registers than there are. Costs nothing itself.
-inline void scheduleInOrder() {
-    asm volatile("");
 }
 
 /// Declares the registers of a structure store written, which costs nothing. Otherwise the
@@ -191,13 +176,6 @@ inline void convertBlock444(const std::uint8_t* y,
     const int8x16_t dv = centred(vld1q_u8(v));
     convertSingles(vget_low_u8(luma), vget_low_s8(du), vget_low_s8(dv), dst);
     convertSingles(vget_high_u8(luma), vget_high_s8(du), vget_high_s8(dv), dst + 24);
-}
-
-/// First column of the block at @p x. What remains at the end of a row is narrower than a block, so
-/// the last block overlaps the one before.
-inline std::size_t blockStart(std::size_t x, std::size_t block, std::size_t width) {
-    const std::size_t last = width - block;
-    return x < last ? x : last;
 }
 
 /// A chroma sample serves two columns of DOWN rows.

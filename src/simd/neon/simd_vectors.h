@@ -1,0 +1,44 @@
+// What several NEON kernels of colour share.
+#pragma once
+
+#include <arm_neon.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "simd/simd_platform.h"
+
+namespace Simd {
+namespace Neon {
+// Compiled into each kernel apart: nothing that is built for NEON may serve other code.
+namespace {
+
+constexpr std::uint32_t PAIRS_BLOCK = 2 * A;    // pixels where two share a chroma sample
+constexpr std::size_t PREFETCH_DISTANCE = 384;  // bytes ahead of a block
+
+/// Keeps the compiler from mixing the instructions before and after, which would need more
+/// registers than there are. Costs nothing itself.
+inline void scheduleInOrder() {
+    asm volatile("");
+}
+
+/// Like vcombine, which costs moves on 32-bit ARM.
+template <class Whole, class Half>
+inline Whole join(Half low, Half high) {
+    Whole joined;
+    std::memcpy(&joined, &low, sizeof low);
+    std::memcpy(reinterpret_cast<char*>(&joined) + sizeof low, &high, sizeof high);
+    return joined;
+}
+
+/// First column of the block at @p x. What remains at the end of a row is narrower than a block, so
+/// the last block overlaps the one before.
+inline std::size_t blockStart(std::size_t x, std::size_t block, std::size_t width) {
+    const std::size_t last = width - block;
+    return x < last ? x : last;
+}
+
+}  // namespace
+}  // namespace Neon
+}  // namespace Simd
