@@ -16,10 +16,10 @@
 namespace Simd {
 namespace {
 
-void position(const WarpAxis& axis,
-              std::int32_t column,
-              std::uint32_t size,
-              float* __restrict out) {
+inline void position(const WarpAxis& axis,
+                     std::int32_t column,
+                     std::uint32_t size,
+                     float* __restrict out) {
     const WarpAxis local = axis;
     for (std::uint32_t i = 0; i < size; ++i) {
         const auto x = float(column + std::int32_t(i));
@@ -27,10 +27,10 @@ void position(const WarpAxis& axis,
     }
 }
 
-void locateNearest(WarpBlock& block,
-                   std::uint32_t size,
-                   std::int32_t stride,
-                   std::int32_t pixelSize) {
+inline void locateNearest(WarpBlock& block,
+                          std::uint32_t size,
+                          std::int32_t stride,
+                          std::int32_t pixelSize) {
     for (std::uint32_t i = 0; i < size; ++i) {
         const auto ix = std::int32_t(block.x[i] + 0.5f);
         const auto iy = std::int32_t(block.y[i] + 0.5f);
@@ -43,10 +43,10 @@ inline std::uint8_t weightOf(float position, std::int32_t whole) {
     return std::uint8_t(std::int32_t((position - float(whole)) * 32.0f + 0.5f));
 }
 
-void locateBilinear(WarpBlock& block,
-                    std::uint32_t size,
-                    std::int32_t stride,
-                    std::int32_t pixelSize) {
+inline void locateBilinear(WarpBlock& block,
+                           std::uint32_t size,
+                           std::int32_t stride,
+                           std::int32_t pixelSize) {
     for (std::uint32_t i = 0; i < size; ++i) {
         const auto ix = std::int32_t(block.x[i]);
         const auto iy = std::int32_t(block.y[i]);
@@ -73,7 +73,7 @@ inline std::uint8_t mix(std::uint8_t p00,
     return std::uint8_t((mix(above, below, wy) + 512) >> 10);
 }
 
-void blendGray(const WarpBlock& block, std::uint32_t size, std::uint8_t* __restrict dst) {
+inline void blendGray(const WarpBlock& block, std::uint32_t size, std::uint8_t* __restrict dst) {
     const std::uint8_t* const upper = block.samples[0][0];
     const std::uint8_t* const lower = block.samples[1][0];
     for (std::size_t i = 0; i < size; ++i) {
@@ -113,21 +113,21 @@ inline void blendBytes(const WarpBlock& block,
     }
 }
 
-void blendPairs(const WarpBlock& block, std::uint32_t size, std::uint8_t* dst) {
+inline void blendPairs(const WarpBlock& block, std::uint32_t size, std::uint8_t* dst) {
     blendBytes<2>(block, size, 0, dst);
 }
 
 /// Three channels are blended with a byte of no meaning behind each pixel.
-void blendTriples(const WarpBlock& block, std::uint32_t size, std::uint8_t* __restrict dst) {
+inline void blendTriples(const WarpBlock& block, std::uint32_t size, std::uint8_t* __restrict dst) {
     std::uint8_t words[4 * WARP_BLOCK];
     blendBytes<4>(block, size, 1, words);
     for (std::size_t i = 0; i + 1 < size; ++i) {
         std::memcpy(dst + 3 * i, words + 4 * i, 4);
     }
-    std::memcpy(dst + 3 * (size - 1), words + 4 * (size - 1), 3);
+    std::memcpy(dst + 3 * std::size_t(size - 1), words + 4 * std::size_t(size - 1), 3);
 }
 
-void blendQuads(const WarpBlock& block, std::uint32_t size, std::uint8_t* dst) {
+inline void blendQuads(const WarpBlock& block, std::uint32_t size, std::uint8_t* dst) {
     blendBytes<4>(block, size, 0, dst);
 }
 

@@ -54,6 +54,11 @@ struct Reach {
     }
 };
 
+template <std::size_t CHANNELS>
+inline std::ptrdiff_t bytesOf(std::int32_t pixels) {
+    return std::ptrdiff_t(pixels) * std::ptrdiff_t(CHANNELS);
+}
+
 template <std::size_t BYTES>
 inline void copy(const std::uint8_t* src, std::uint8_t* dst) {
     std::memcpy(dst, src, BYTES);
@@ -69,8 +74,8 @@ void fillBorder(const WarpAffineParam& param,
         return;
     }
     const std::uint8_t* const border = param.border;
-    std::uint8_t* const begin = row + std::ptrdiff_t(first) * CHANNELS;
-    std::uint8_t* const end = row + std::ptrdiff_t(last) * CHANNELS;
+    std::uint8_t* const begin = row + bytesOf<CHANNELS>(first);
+    std::uint8_t* const end = row + bytesOf<CHANNELS>(last);
     if (std::count(border, border + CHANNELS, border[0]) == CHANNELS) {
         std::memset(begin, border[0], std::size_t(end - begin));
         return;
@@ -148,8 +153,7 @@ void Nearest<CHANNELS>::sample(std::int32_t column) const {
     }
     const std::int32_t ix = std::clamp(round(sx), 0, std::int32_t(param.srcW - 1));
     const std::int32_t iy = std::clamp(round(sy), 0, std::int32_t(param.srcH - 1));
-    copy<CHANNELS>(src + iy * step + std::ptrdiff_t(ix) * CHANNELS,
-                   dst + std::ptrdiff_t(column) * CHANNELS);
+    copy<CHANNELS>(src + iy * step + bytesOf<CHANNELS>(ix), dst + bytesOf<CHANNELS>(column));
 }
 
 template <std::size_t CHANNELS>
@@ -160,7 +164,7 @@ void Nearest<CHANNELS>::warp(std::int32_t column, std::uint32_t size) const {
     steps.locateNearest(block, size, std::int32_t(step), CHANNELS);
     const std::int32_t* __restrict offset = block.offset;
     const std::uint8_t* __restrict from = src;
-    std::uint8_t* __restrict to = dst + std::ptrdiff_t(column) * CHANNELS;
+    std::uint8_t* __restrict to = dst + bytesOf<CHANNELS>(column);
 #pragma GCC unroll 4
     for (std::size_t i = 0; i < size; ++i) {
         copy<CHANNELS>(from + offset[i], to + i * CHANNELS);
@@ -219,13 +223,13 @@ template <std::size_t CHANNELS>
 void Bilinear<CHANNELS>::sample(std::int32_t column) const {
     const Split x(positionAt(line.x, column), param.srcW);
     const Split y(positionAt(line.y, column), param.srcH);
-    std::uint8_t* const pixel = dst + std::ptrdiff_t(column) * CHANNELS;
+    std::uint8_t* const pixel = dst + bytesOf<CHANNELS>(column);
     std::uint8_t substitute[CHANNELS];
     copy<CHANNELS>((param.flags & WarpAffineBorderTransparent) ? pixel : param.border, substitute);
     const auto sampleAt = [&](std::int32_t ix, std::int32_t iy) {
         const bool inside = ix >= 0 && std::uint32_t(ix) < param.srcW &&  //
                             iy >= 0 && std::uint32_t(iy) < param.srcH;
-        return inside ? src + iy * step + std::ptrdiff_t(ix) * CHANNELS : substitute;
+        return inside ? src + iy * step + bytesOf<CHANNELS>(ix) : substitute;
     };
     const std::uint8_t* const p00 = sampleAt(x.index, y.index);
     const std::uint8_t* const p01 = sampleAt(x.index + 1, y.index);
@@ -266,7 +270,7 @@ void Bilinear<CHANNELS>::warp(std::int32_t column, std::uint32_t size) const {
     steps.position(line.y, column, size, block.y);
     steps.locateBilinear(block, size, std::int32_t(step), CHANNELS);
     gather(block, size);
-    steps.blend[CHANNELS - 1](block, size, dst + std::ptrdiff_t(column) * CHANNELS);
+    steps.blend[CHANNELS - 1](block, size, dst + bytesOf<CHANNELS>(column));
 }
 
 template <class Sampler>
