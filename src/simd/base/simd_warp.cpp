@@ -70,6 +70,12 @@ struct Edge {
     float atClamped(float row) const { return at(std::max(std::min(row, high), low)); }
 };
 
+/// True when all corners lie on one row, at columns that are numbers.
+bool isLevel(const WarpAffineQuad& quad) {
+    return std::equal(quad.y, quad.y + 3, quad.y + 1) &&
+           std::all_of(quad.x, quad.x + 4, [](float x) { return std::isfinite(x); });
+}
+
 constexpr std::uint32_t alignUp(std::uint32_t value, std::uint32_t alignment) {
     return (value + alignment - 1) / alignment * alignment;
 }
@@ -138,6 +144,10 @@ void WarpAffineNearest::SetRange(const WarpAffineQuad& quad) {
     const auto height = std::int32_t(param.dstH);
     std::fill_n(beg.data, param.dstH, width);
     std::fill_n(end.data, param.dstH, 0);
+    const auto include = [&](std::int32_t y, float xa, float xb) {
+        beg.data[y] = std::min(beg.data[y], std::max(round(std::min(xa, xb)), 0));
+        end.data[y] = std::max(end.data[y], std::min(round(std::max(xa, xb)), width - 1) + 1);
+    };
     for (std::uint32_t i = 0; i < 4; ++i) {
         const Edge edge(quad, i, param.dstH);
         if (!edge.valid) {
@@ -149,9 +159,14 @@ void WarpAffineNearest::SetRange(const WarpAffineQuad& quad) {
             const auto row = float(y);
             const float xa = shallow ? edge.atClamped(row - 0.5f) : edge.at(row);
             const float xb = shallow ? edge.atClamped(row + 0.5f) : xa;
-            beg.data[y] = std::min(beg.data[y], std::max(round(std::min(xa, xb)), 0));
-            end.data[y] = std::max(end.data[y], std::min(round(std::max(xa, xb)), width - 1) + 1);
+            include(y, xa, xb);
         }
+    }
+    // A row or column of pixels that comes to lie along a row has level edges only.
+    const std::int32_t row = round(quad.y[0]);
+    if (isLevel(quad) && row >= 0 && row < height) {
+        const auto [left, right] = std::minmax_element(quad.x, quad.x + 4);
+        include(row, *left, *right);
     }
 }
 
