@@ -1,6 +1,6 @@
-// Every wrapper, and the rule by which they choose: the vector variant when the processor has it
-// and the image is at least one block wide, otherwise the portable one. Height and the alignment of
-// pointers play no part.
+// Every wrapper, and the rule by which they choose: a vector variant when the processor has it and
+// the image is at least one of its blocks wide, otherwise the portable one. Height and the alignment
+// of pointers play no part.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +11,13 @@
 
 namespace Simd {
 
+/// A variant for vectors.
+template <class Variant>
+struct VectorVariant {
+    std::uint32_t block;  ///< narrowest width
+    Variant call;
+};
+
 /// A kernel's variants, called like a function. @p WidthIndex is the position of the argument that
 /// is compared with the block.
 template <class Function, std::size_t WidthIndex>
@@ -20,52 +27,62 @@ template <class... Arguments, std::size_t WidthIndex>
 struct Wrapper<void(Arguments...), WidthIndex> {
     using Variant = void (*)(Arguments...);
 
-    std::uint32_t block;  // narrowest width of the vector variant
     Variant base;
-    Variant neon;
+    VectorVariant<Variant> neon;
+    VectorVariant<Variant> avx2;
 
     void operator()(Arguments... arguments) const {
         const std::uint32_t width = std::get<WidthIndex>(std::tie(arguments...));
-        const Variant variant = Neon::Enable && width >= block ? neon : base;
+        const bool takes_neon = Neon::Enable && width >= neon.block;
+        const bool takes_avx2 = Avx2::Enable && width >= avx2.block;
+        const Variant variant = takes_neon ? neon.call : takes_avx2 ? avx2.call : base;
         variant(arguments...);
     }
 };
 
-constexpr std::uint32_t BLOCK = Neon::A;             // a pixel per element
-constexpr std::uint32_t CHROMA_BLOCK = 2 * Neon::A;  // two luma pixels per chroma sample
-constexpr std::uint32_t TRANSFORM_BLOCK = Neon::A / 2;
+// Blocks: of a pixel per element, of two luma pixels per chroma sample, and of transforms.
+constexpr std::uint32_t N = Neon::A;
+constexpr std::uint32_t N_CHROMA = 2 * Neon::A;
+constexpr std::uint32_t N_TRANSFORM = Neon::A / 2;
+constexpr std::uint32_t X = Avx2::A;
+constexpr std::uint32_t X_CHROMA = 2 * Avx2::A;
+constexpr std::uint32_t X_TRANSFORM = Avx2::A / 2;
 
 // clang-format off
-inline constexpr Wrapper<BgrToGrayFunction, 1>       BgrToGray       {BLOCK, Base::BgrToGray, Neon::BgrToGray};
-inline constexpr Wrapper<GrayToBgrFunction, 1>       GrayToBgr       {BLOCK, Base::GrayToBgr, Neon::GrayToBgr};
-inline constexpr Wrapper<BgrToRgbFunction, 1>        BgrToRgb        {BLOCK, Base::BgrToRgb, Neon::BgrToRgb};
-inline constexpr Wrapper<DeinterleaveBgrFunction, 2> DeinterleaveBgr {BLOCK, Base::DeinterleaveBgr, Neon::DeinterleaveBgr};
-inline constexpr Wrapper<InterleaveBgrFunction, 6>   InterleaveBgr   {BLOCK, Base::InterleaveBgr, Neon::InterleaveBgr};
-inline constexpr Wrapper<DeinterleaveUvFunction, 2>  DeinterleaveUv  {BLOCK, Base::DeinterleaveUv, Neon::DeinterleaveUv};
-inline constexpr Wrapper<InterleaveUvFunction, 4>    InterleaveUv    {BLOCK, Base::InterleaveUv, Neon::InterleaveUv};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToBgr    {CHROMA_BLOCK, Base::Yuv420pToBgr, Neon::Yuv420pToBgr};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToRgb    {CHROMA_BLOCK, Base::Yuv420pToRgb, Neon::Yuv420pToRgb};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToBgr    {CHROMA_BLOCK, Base::Yuv422pToBgr, Neon::Yuv422pToBgr};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToRgb    {CHROMA_BLOCK, Base::Yuv422pToRgb, Neon::Yuv422pToRgb};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv444pToBgr    {BLOCK, Base::Yuv444pToBgr, Neon::Yuv444pToBgr};
-inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv420p    {CHROMA_BLOCK, Base::BgrToYuv420p, Neon::BgrToYuv420p};
-inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv422p    {CHROMA_BLOCK, Base::BgrToYuv422p, Neon::BgrToYuv422p};
-inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv444p    {BLOCK, Base::BgrToYuv444p, Neon::BgrToYuv444p};
-inline constexpr Wrapper<Uint8ToFloat32Function, 1>  Uint8ToFloat32  {BLOCK, Base::Uint8ToFloat32, Neon::Uint8ToFloat32};
-inline constexpr Wrapper<Float32ToUint8Function, 1>  Float32ToUint8  {BLOCK, Base::Float32ToUint8, Neon::Float32ToUint8};
-inline constexpr Wrapper<ImageTransformFunction, 2>  ImageTransform  {TRANSFORM_BLOCK, Base::ImageTransform, Neon::ImageTransform};
+inline constexpr Wrapper<BgrToGrayFunction, 1>       BgrToGray       {Base::BgrToGray, {N, Neon::BgrToGray}, {X, Avx2::BgrToGray}};
+inline constexpr Wrapper<GrayToBgrFunction, 1>       GrayToBgr       {Base::GrayToBgr, {N, Neon::GrayToBgr}, {X, Avx2::GrayToBgr}};
+inline constexpr Wrapper<BgrToRgbFunction, 1>        BgrToRgb        {Base::BgrToRgb, {N, Neon::BgrToRgb}, {X, Avx2::BgrToRgb}};
+inline constexpr Wrapper<DeinterleaveBgrFunction, 2> DeinterleaveBgr {Base::DeinterleaveBgr, {N, Neon::DeinterleaveBgr}, {X, Avx2::DeinterleaveBgr}};
+inline constexpr Wrapper<InterleaveBgrFunction, 6>   InterleaveBgr   {Base::InterleaveBgr, {N, Neon::InterleaveBgr}, {X, Avx2::InterleaveBgr}};
+inline constexpr Wrapper<DeinterleaveUvFunction, 2>  DeinterleaveUv  {Base::DeinterleaveUv, {N, Neon::DeinterleaveUv}, {X, Avx2::DeinterleaveUv}};
+inline constexpr Wrapper<InterleaveUvFunction, 4>    InterleaveUv    {Base::InterleaveUv, {N, Neon::InterleaveUv}, {X, Avx2::InterleaveUv}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToBgr    {Base::Yuv420pToBgr, {N_CHROMA, Neon::Yuv420pToBgr}, {X_CHROMA, Avx2::Yuv420pToBgr}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToRgb    {Base::Yuv420pToRgb, {N_CHROMA, Neon::Yuv420pToRgb}, {X_CHROMA, Avx2::Yuv420pToRgb}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToBgr    {Base::Yuv422pToBgr, {N_CHROMA, Neon::Yuv422pToBgr}, {X_CHROMA, Avx2::Yuv422pToBgr}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToRgb    {Base::Yuv422pToRgb, {N_CHROMA, Neon::Yuv422pToRgb}, {X_CHROMA, Avx2::Yuv422pToRgb}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv444pToBgr    {Base::Yuv444pToBgr, {N, Neon::Yuv444pToBgr}, {X, Avx2::Yuv444pToBgr}};
+inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv420p    {Base::BgrToYuv420p, {N_CHROMA, Neon::BgrToYuv420p}, {X_CHROMA, Avx2::BgrToYuv420p}};
+inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv422p    {Base::BgrToYuv422p, {N_CHROMA, Neon::BgrToYuv422p}, {X_CHROMA, Avx2::BgrToYuv422p}};
+inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv444p    {Base::BgrToYuv444p, {N, Neon::BgrToYuv444p}, {X, Avx2::BgrToYuv444p}};
+inline constexpr Wrapper<Uint8ToFloat32Function, 1>  Uint8ToFloat32  {Base::Uint8ToFloat32, {N, Neon::Uint8ToFloat32}, {X, Avx2::Uint8ToFloat32}};
+inline constexpr Wrapper<Float32ToUint8Function, 1>  Float32ToUint8  {Base::Float32ToUint8, {N, Neon::Float32ToUint8}, {X, Avx2::Float32ToUint8}};
+inline constexpr Wrapper<ImageTransformFunction, 2>  ImageTransform  {Base::ImageTransform, {N_TRANSFORM, Neon::ImageTransform}, {X_TRANSFORM, Avx2::ImageTransform}};
 // clang-format on
 
 // The constant operations on float rows have no width to test; each chooses once, at its first
 // call.
 
 inline void AddValue(const float* value, float* data, std::uint32_t size) {
-    static AddValueFunction* const variant = Neon::Enable ? Neon::AddValue : Base::AddValue;
+    static AddValueFunction* const variant = Neon::Enable   ? Neon::AddValue
+                                             : Avx2::Enable ? Avx2::AddValue
+                                                            : Base::AddValue;
     variant(value, data, size);
 }
 
 inline void AddProduct(const float* src, std::uint32_t size, const float* value, float* dst) {
-    static AddProductFunction* const variant = Neon::Enable ? Neon::AddProduct : Base::AddProduct;
+    static AddProductFunction* const variant = Neon::Enable   ? Neon::AddProduct
+                                               : Avx2::Enable ? Avx2::AddProduct
+                                                              : Base::AddProduct;
     variant(src, size, value, dst);
 }
 

@@ -1,6 +1,6 @@
 // The kernels on whole planes: what they compute, and which variants exist. Each has a portable
-// variant in Simd::Base and a vector variant in Simd::Neon of the same arguments; the wrappers in
-// Simd, which choose between them, stand in simd_dispatch.h.
+// variant in Simd::Base and vector variants in Simd::Neon and Simd::Avx2 of the same arguments; the
+// wrappers in Simd, which choose among them, stand in simd_dispatch.h.
 //
 // An image is the address of its first byte and a stride in bytes; width and height are in pixels.
 // Source and destination must not overlap. Nothing outside the width of a row is read or written.
@@ -234,7 +234,11 @@ ImageTransformFunction ImageTransform;
 
 }  // namespace Base
 
+// A variant has what is declared in its own namespace; the portable kernels stand for the rest.
+
 namespace Neon {
+
+using namespace Base;
 
 #ifdef TAVO_NEON
 BgrToGrayFunction BgrToGray;
@@ -252,11 +256,17 @@ Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;
 AddProductFunction AddProduct;
 ImageTransformFunction ImageTransform;
-#else
-// Never called: Enable is false.
-using namespace Base;
 #endif
 
 }  // namespace Neon
+
+namespace Avx2 {
+
+using namespace Base;
+
+#ifdef TAVO_AVX2
+#endif
+
+}  // namespace Avx2
 
 }  // namespace Simd

@@ -58,6 +58,9 @@ const std::int32_t ChromaOffset32[4] = {128, 128, 128, 128};
 #ifdef TAVO_NEON
 const bool Neon::Enable = hasNeon();
 #endif
+#ifdef TAVO_AVX2
+const bool Avx2::Enable = HasFusedMultiplyAdd();
+#endif
 
 const std::uint32_t Alignment = hasNeon() ? 16 : 4;
 
@@ -113,6 +116,7 @@ bool HasFusedMultiplyAdd() {
     static const bool has = AuxvBitSet(HWCAP_TAG, HWCAP_VFPV4);
     return has;
 #elif defined(__x86_64__)
+    __builtin_cpu_init();  // other initialisers may come first
     return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
 #else
     return false;

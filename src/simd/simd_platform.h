@@ -20,6 +20,20 @@ constexpr bool Enable = false;
 
 }  // namespace Neon
 
+namespace Avx2 {
+
+/// Width of a vector in bytes, and the narrowest image that the AVX2 kernels accept.
+constexpr std::uint32_t A = 32;
+
+/// True when the processor has AVX2 and FMA, and the system keeps their registers.
+#ifdef TAVO_AVX2
+extern const bool Enable;
+#else
+constexpr bool Enable = false;
+#endif
+
+}  // namespace Avx2
+
 /// Assumed alignment of vectors: 16 with NEON, otherwise 4.
 extern const std::uint32_t Alignment;
 

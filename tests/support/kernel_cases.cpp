@@ -34,7 +34,7 @@ KernelCalls wrapped(const Simd::Wrapper<Function, WidthIndex>& wrapper,
     // The same wrapper with variants that only tell which of them was called.
     Simd::Wrapper<Function, WidthIndex> probe = wrapper;
     probe.base = note<Variant::Base>;
-    probe.neon = note<Variant::Neon>;
+    probe.neon.call = note<Variant::Neon>;
     const auto choice = [=](const Plane* s, const Plane* t, std::uint32_t w, std::uint32_t h) {
         noted = Variant::Wrapper;
         call(probe, s, t, w, h);
@@ -42,7 +42,7 @@ KernelCalls wrapped(const Simd::Wrapper<Function, WidthIndex>& wrapper,
     };
     return {{bind(wrapper, call), bind(base, call), bind(neon, call)},
             choice,
-            wrapper.base == base && wrapper.neon == neon};
+            wrapper.base == base && wrapper.neon.call == neon};
 }
 
 /// A kernel behind a function of the same arguments.
