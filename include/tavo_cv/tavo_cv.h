@@ -3,6 +3,9 @@
 #pragma once
 
 #include "tavo_core/tavo_core.h"
+#include "tavo_cv/tavo_cv_backend.h"
+#include "tavo_cv/tavo_cv_backend_base.h"
+#include "tavo_cv/tavo_cv_backend_simd.h"
 #include "tavo_cv/tavo_cv_helpers.h"
 #include "tavo_cv/tavo_format_converter.h"
 #include "tavo_cv/tavo_row_copier.h"

@@ -1,12 +1,75 @@
 /// @file
-/// Free functions on plain memory.
+/// Free functions: one call for one job, by the fast backend or on plain memory. They keep nothing
+/// from call to call and may run on several threads at once, on different frames.
 #pragma once
 
 #include <cstdint>
 
+#include "tavo_core/tavo_frame.h"
+#include "tavo_core/tavo_geometry.h"
+#include "tavo_core/tavo_tensor.h"
 #include "tavo_cv/tavo_cv_export.h"
+#include "tavo_cv/tavo_scaler.h"
 
 namespace tavo {
+
+/// Turns by multiples of 90 degrees, clockwise as seen on the screen.
+enum FixedRotation : std::int32_t {
+    ROTATION_0 = 0,
+    ROTATION_90 = 1,
+    ROTATION_180 = 2,
+    ROTATION_270 = 3,
+};
+
+/// A shared empty rectangle: stands for the whole frame.
+TAVO_CV_API const Rect& emptyRoi();
+
+/// A shared uninitialized frame.
+TAVO_CV_API const Frame& emptyFrame();
+
+// The target of the following functions may be the source itself. It is made to match as by
+// `Frame::reuse`, on the CPU; after an Exception it is what it was before. What they throw is what
+// CvBackendSimd and `Frame::reuse` throw, and what is told.
+
+/// Scales a frame. An uninitialized source or an empty size clears @p dst; the source's own size
+/// copies, whatever the method.
+TAVO_CV_API void resizeFrame(const Frame& src, const Size& size, Frame& dst, ResizeMethod method);
+
+/// Converts a frame to another format. FRAME_INVALID or an uninitialized source clears @p dst; the
+/// source's own format copies.
+TAVO_CV_API void colorConvert(const Frame& src, FrameFormat format, Frame& dst);
+
+/// Turns a frame of 8-bit samples. With W and H the source's size, pixel (x, y) goes to column
+/// H - 1 - y, row x (90 degrees), W - 1 - x, H - 1 - y (180), or y, W - 1 - x (270). Planes are
+/// turned each by their own size, elements (groups of packed 4:2:2, too) as a whole.
+/// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a source that is uninitialized, not on the
+///         CPU or not of 8-bit samples; TAVO_STATUS_INVALID_PARAMETER for another rotation;
+///         TAVO_STATUS_NOT_SUPPORTED for quarter turns of FRAME_YV16, FRAME_NV16, FRAME_YUYV and
+///         FRAME_UYVY, whose turned chroma is subsampled in the other direction
+TAVO_CV_API void rotateFrame(const Frame& src, FixedRotation rotation, Frame& dst);
+
+/// Turns a region of a frame by any angle, bilinearly, on black. The result's size and the place of
+/// the region in it are those of `getRotationRoi`. A result that needs pixels left of or above the
+/// frame takes the source's top left part for the region.
+/// @param angle   in degrees; positive turns counter-clockwise
+/// @param dst_roi is set to where the turned region lies in @p dst
+/// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a source that is uninitialized or not on the
+///         CPU; TAVO_STATUS_OUT_OF_RANGE for a region that is empty or reaches beyond the right or
+///         lower edge; TAVO_STATUS_INVALID_PARAMETER for an angle that is not finite
+TAVO_CV_API void rotateFrame(
+    const Frame& src, const Rect& roi, float angle, Frame& dst, Rect& dst_roi);
+
+/// Turns a tensor of halves into one of floats, with doubled strides, in one run over its payload.
+/// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a source that is uninitialized, of other
+///         elements, or not on the CPU; TAVO_STATUS_OUT_OF_RANGE for a payload beyond 32 bits
+TAVO_CV_API void tensorFp16ToFp32(const Tensor& src, Tensor& dst);
+
+/// The inverse of the map (a x + b y + c, d x + e y + f).
+/// @param matrix  six floats a, b, c, d, e, f
+/// @param inverse six floats in the same order; may be @p matrix. Computed in double precision from
+///                the determinant fma(a, e, -(d b)) in single precision.
+/// @return false for a singular matrix, which gives six zeros
+TAVO_CV_API bool invertAffineTransform(const float* matrix, float* inverse);
 
 /// NV12 to BGR in 8 fractional bits, BT.601 limited range. With yy = max(Y - 16, 0), u = U - 128,
 /// v = V - 128, and clamp to 0..65535:
@@ -31,12 +94,12 @@ TAVO_CV_API void NV12toBGR_neon(const std::uint8_t* y,
                                 int bgrStride);
 
 /// IEEE 754 binary16 to binary32, exactly; payloads of NaN are kept.
-/// @param src, dst @p size elements each; not null unless @p size is 0, not overlapping
-TAVO_CV_API void convertFp16ToFp32(const unsigned short* src, unsigned int size, float* dst);
+/// @param src, dst @p count elements each; not null unless @p count is 0, not overlapping
+TAVO_CV_API void convertFp16ToFp32(const unsigned short* src, unsigned int count, float* dst);
 
 /// IEEE 754 binary32 to binary16, rounded toward zero. Anything above 65504 becomes infinity; a NaN
 /// stays one.
-/// @param src, dst @p size elements each; not null unless @p size is 0, not overlapping
-TAVO_CV_API void convertFp32ToFp16(const float* src, unsigned int size, unsigned short* dst);
+/// @param src, dst @p count elements each; not null unless @p count is 0, not overlapping
+TAVO_CV_API void convertFp32ToFp16(const float* src, unsigned int count, unsigned short* dst);
 
 }  // namespace tavo
