@@ -36,7 +36,9 @@ TAVO_CV_API const Frame& emptyFrame();
 TAVO_CV_API void resizeFrame(const Frame& src, const Size& size, Frame& dst, ResizeMethod method);
 
 /// Converts a frame to another format. FRAME_INVALID or an uninitialized source clears @p dst; the
-/// source's own format copies.
+/// source's own format copies. FRAME_NV12 to FRAME_BGR24 leaves the columns behind the last
+/// multiple of 8 as they are; CvBackendSimd::colorCvt with the whole frame for its region writes
+/// them.
 TAVO_CV_API void colorConvert(const Frame& src, FrameFormat format, Frame& dst);
 
 /// Turns a frame of 8-bit samples. With W and H the source's size, pixel (x, y) goes to column
