@@ -4,7 +4,8 @@
 //   kernel_instructions NAME base|neon TIMES     runs one of them
 //
 // What a run costs is the difference between two runs of the program that differ in TIMES only.
-// The warp has one class, which asks the processor; its variants are those of the processor.
+// The nearest and bicubic resizers and the warp have one class each, which asks the processor;
+// their variants are those of the processor.
 
 #include <algorithm>
 #include <cstdio>
@@ -77,35 +78,54 @@ struct Method {
     std::uint32_t sample_bytes;
 };
 
-/// From 1920 x 1080; per destination pixel.
-Job resizeJob(const Method& method, std::uint32_t channels, tavo::Size size) {
-    constexpr std::uint32_t SRC_WIDTH = 1920;
-    constexpr std::uint32_t SRC_HEIGHT = 1080;
-    const auto width = std::uint32_t(size.width);
-    const auto height = std::uint32_t(size.height);
-    const std::string name = std::string(method.name) + (channels == 1 ? " gray" : " BGR") +
-                             " to " + std::to_string(width) + "x" + std::to_string(height);
+constexpr Method NEAREST = {"nearest", Simd::ResizerChannelByte, Simd::ResizerMethodNearest, 1};
+constexpr Method BILINEAR = {"bilinear", Simd::ResizerChannelByte, Simd::ResizerMethodBilinear, 1};
+constexpr Method AREA = {"area", Simd::ResizerChannelByte, Simd::ResizerMethodArea, 1};
+constexpr Method BICUBIC = {"bicubic", Simd::ResizerChannelByte, Simd::ResizerMethodBicubic, 1};
+constexpr Method FLOAT_BILINEAR = {"float bilinear", Simd::ResizerChannelFloat,
+                                   Simd::ResizerMethodBilinear, 4};
+
+/// From one size to another.
+struct Scaling {
+    const char* name;
+    std::uint32_t src_width, src_height;
+    std::uint32_t dst_width, dst_height;
+};
+
+constexpr Scaling TO_720P = {"to 1280x720", 1920, 1080, 1280, 720};
+constexpr Scaling TO_540P = {"to 960x540", 1920, 1080, 960, 540};
+constexpr Scaling TO_360P = {"to 640x360", 1920, 1080, 640, 360};
+constexpr Scaling TO_300 = {"to 300x300", 1920, 1080, 300, 300};
+constexpr Scaling DOUBLED = {"640x480 to 1280x960", 640, 480, 1280, 960};
+
+constexpr const char* PIXEL_NAMES[] = {"gray", "UV", "BGR", "BGRA"};  // of 1 to 4 channels
+
+std::string nameOf(const char* operation, std::uint32_t channels) {
+    return std::string(operation) + " " + PIXEL_NAMES[channels - 1];
+}
+
+/// Per destination pixel.
+Job resizeJob(const Method& method, std::uint32_t channels, const Scaling& size) {
     const auto run = [=](bool neon, int times) {
         const auto create = neon ? Simd::Neon::ResizerInit : Simd::Base::ResizerInit;
-        const std::unique_ptr<Simd::Resizer> resizer(
-            create(SRC_WIDTH, SRC_HEIGHT, width, height, channels, method.type, method.method));
+        const std::unique_ptr<Simd::Resizer> resizer(create(size.src_width, size.src_height,
+                                                            size.dst_width, size.dst_height,
+                                                            channels, method.type, method.method));
         const std::uint32_t pixel_bytes = channels * method.sample_bytes;
-        const Memory source(std::size_t(SRC_WIDTH) * SRC_HEIGHT * pixel_bytes, FILL);
-        Memory target(std::size_t(width) * height * pixel_bytes);
+        const std::uint32_t src_stride = size.src_width * pixel_bytes;
+        const std::uint32_t dst_stride = size.dst_width * pixel_bytes;
+        const Memory source(std::size_t(src_stride) * size.src_height, FILL);
+        Memory target(std::size_t(dst_stride) * size.dst_height);
         for (int i = 0; i < times; ++i) {
-            resizer->Run(source.data(), SRC_WIDTH * pixel_bytes, target.data(),
-                         width * pixel_bytes);
+            resizer->Run(source.data(), src_stride, target.data(), dst_stride);
         }
     };
-    const bool has_neon =
-        method.method != Simd::ResizerMethodBicubic && method.method != Simd::ResizerMethodNearest;
-    return {"Resize", name, width * height, has_neon, run};
+    const std::string name = nameOf(method.name, channels) + " " + size.name;
+    return {"Resize", name, size.dst_width * size.dst_height, true, run};
 }
 
 /// By 10 degrees.
 Job warpJob(bool bilinear, std::uint32_t channels) {
-    const std::string name = std::string("warp ") + (bilinear ? "bilinear" : "nearest") +
-                             (channels == 1 ? " gray" : " BGR");
     const auto run = [=](bool, int times) {
         float matrix[2][3];
         tavo::getRotationMatrix2D(10.0f, tavo::Point(WIDTH / 2, HEIGHT / 2), matrix, 1.0f);
@@ -119,31 +139,39 @@ Job warpJob(bool bilinear, std::uint32_t channels) {
             warp->Run(source.data(), target.data());
         }
     };
+    const std::string name = nameOf(bilinear ? "warp bilinear" : "warp nearest", channels);
     return {"Warp", name, WIDTH * HEIGHT, true, run};
 }
 
+/// What is done with pixels of how many channels.
+struct ResizeGroup {
+    Method method;
+    std::vector<std::uint32_t> channels;
+    std::vector<Scaling> sizes;
+};
+
 std::vector<Job> allJobs() {
-    constexpr Method METHODS[] = {
-        {"nearest", Simd::ResizerChannelByte, Simd::ResizerMethodNearest, 1},
-        {"bilinear", Simd::ResizerChannelByte, Simd::ResizerMethodBilinear, 1},
-        {"area", Simd::ResizerChannelByte, Simd::ResizerMethodArea, 1},
-        {"bicubic", Simd::ResizerChannelByte, Simd::ResizerMethodBicubic, 1},
-        {"float bilinear", Simd::ResizerChannelFloat, Simd::ResizerMethodBilinear, 4},
+    const std::vector<Scaling> sizes = {TO_720P, TO_540P, TO_360P, TO_300, DOUBLED};
+    const ResizeGroup groups[] = {
+        {NEAREST, {1, 2, 3}, sizes},
+        {BILINEAR, {1, 2, 3}, sizes},
+        {AREA, {1, 3}, sizes},
+        {BICUBIC, {1, 3}, sizes},
+        {FLOAT_BILINEAR, {1, 3}, {TO_720P, TO_540P}},
     };
     std::vector<Job> jobs;
     for (const KernelCase& kernel : support::kernelCases()) {
         jobs.push_back(planeJob(kernel));
     }
-    for (const Method& method : METHODS) {
-        for (const std::uint32_t channels : {1u, 3u}) {
-            for (const auto size :
-                 {tavo::Size(1280, 720), tavo::Size(960, 540), tavo::Size(300, 300)}) {
-                jobs.push_back(resizeJob(method, channels, size));
+    for (const ResizeGroup& group : groups) {
+        for (const std::uint32_t channels : group.channels) {
+            for (const Scaling& size : group.sizes) {
+                jobs.push_back(resizeJob(group.method, channels, size));
             }
         }
     }
     for (const bool bilinear : {false, true}) {
-        for (const std::uint32_t channels : {1u, 3u}) {
+        for (const std::uint32_t channels : {1u, 3u, 4u}) {
             jobs.push_back(warpJob(bilinear, channels));
         }
     }

@@ -27,9 +27,10 @@ TAVO_CV_API const Rect& emptyRoi();
 /// A shared uninitialized frame.
 TAVO_CV_API const Frame& emptyFrame();
 
-// The target of the following functions may be the source itself. It is made to match as by
-// `Frame::reuse`, on the CPU; after an Exception it is what it was before. What they throw is what
-// CvBackendSimd and `Frame::reuse` throw, and what is told.
+// The target of the following functions may be the source itself, but not another frame that shows
+// its pixels. It is made to match as by `Frame::reuse`, on the CPU, and where nothing is left to
+// compute it is written as by `Frame::copyTo`. After an Exception it is what it was before. What they
+// throw is what CvBackendSimd and `Frame::reuse` throw, and what is told.
 
 /// Scales a frame. An uninitialized source or an empty size clears @p dst; the source's own size
 /// copies, whatever the method.

@@ -55,6 +55,13 @@ extern const BilinearRows<std::uint16_t> ShortRows;
 namespace Neon {
 extern const BilinearRows<float> FloatRows;
 extern const BilinearRows<std::uint16_t> ShortRows;
+
+/// The same values as FloatRows where both weights are halves and a column lies between the pixels
+/// that follow its double. Null where there is no special form.
+/// @param width of the destination, at least HALVE_WIDTH
+using HalveFloats = void(const float* upper, const float* lower, std::uint32_t width, float* dst);
+constexpr std::uint32_t HALVE_WIDTH = 4;
+extern HalveFloats* const FloatHalves[4];  // for 1 to 4 channels
 }  // namespace Neon
 
 /// The fused steps in the form that suits this processor.

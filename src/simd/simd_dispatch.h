@@ -40,12 +40,12 @@ struct Wrapper<void(Arguments...), WidthIndex> {
     }
 };
 
-// Blocks: of a pixel per element, of two luma pixels per chroma sample, and of transforms.
+// Blocks: of a pixel per element, of two luma pixels per chroma sample where it is larger, and of
+// transforms.
 constexpr std::uint32_t N = Neon::A;
 constexpr std::uint32_t N_CHROMA = 2 * Neon::A;
 constexpr std::uint32_t N_TRANSFORM = Neon::A / 2;
 constexpr std::uint32_t X = Avx2::A;
-constexpr std::uint32_t X_CHROMA = 2 * Avx2::A;
 constexpr std::uint32_t X_TRANSFORM = Avx2::A / 2;
 
 // clang-format off
@@ -56,16 +56,18 @@ inline constexpr Wrapper<DeinterleaveBgrFunction, 2> DeinterleaveBgr {Base::Dein
 inline constexpr Wrapper<InterleaveBgrFunction, 6>   InterleaveBgr   {Base::InterleaveBgr, {N, Neon::InterleaveBgr}, {X, Avx2::InterleaveBgr}};
 inline constexpr Wrapper<DeinterleaveUvFunction, 2>  DeinterleaveUv  {Base::DeinterleaveUv, {N, Neon::DeinterleaveUv}, {X, Avx2::DeinterleaveUv}};
 inline constexpr Wrapper<InterleaveUvFunction, 4>    InterleaveUv    {Base::InterleaveUv, {N, Neon::InterleaveUv}, {X, Avx2::InterleaveUv}};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToBgr    {Base::Yuv420pToBgr, {N_CHROMA, Neon::Yuv420pToBgr}, {X_CHROMA, Avx2::Yuv420pToBgr}};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToRgb    {Base::Yuv420pToRgb, {N_CHROMA, Neon::Yuv420pToRgb}, {X_CHROMA, Avx2::Yuv420pToRgb}};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToBgr    {Base::Yuv422pToBgr, {N_CHROMA, Neon::Yuv422pToBgr}, {X_CHROMA, Avx2::Yuv422pToBgr}};
-inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToRgb    {Base::Yuv422pToRgb, {N_CHROMA, Neon::Yuv422pToRgb}, {X_CHROMA, Avx2::Yuv422pToRgb}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToBgr    {Base::Yuv420pToBgr, {N_CHROMA, Neon::Yuv420pToBgr}, {X, Avx2::Yuv420pToBgr}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv420pToRgb    {Base::Yuv420pToRgb, {N_CHROMA, Neon::Yuv420pToRgb}, {X, Avx2::Yuv420pToRgb}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToBgr    {Base::Yuv422pToBgr, {N_CHROMA, Neon::Yuv422pToBgr}, {X, Avx2::Yuv422pToBgr}};
+inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv422pToRgb    {Base::Yuv422pToRgb, {N_CHROMA, Neon::Yuv422pToRgb}, {X, Avx2::Yuv422pToRgb}};
 inline constexpr Wrapper<YuvToBgrFunction, 6>        Yuv444pToBgr    {Base::Yuv444pToBgr, {N, Neon::Yuv444pToBgr}, {X, Avx2::Yuv444pToBgr}};
-inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv420p    {Base::BgrToYuv420p, {N_CHROMA, Neon::BgrToYuv420p}, {X_CHROMA, Avx2::BgrToYuv420p}};
-inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv422p    {Base::BgrToYuv422p, {N_CHROMA, Neon::BgrToYuv422p}, {X_CHROMA, Avx2::BgrToYuv422p}};
+inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv420p    {Base::BgrToYuv420p, {N_CHROMA, Neon::BgrToYuv420p}, {X, Avx2::BgrToYuv420p}};
+inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv422p    {Base::BgrToYuv422p, {N_CHROMA, Neon::BgrToYuv422p}, {X, Avx2::BgrToYuv422p}};
 inline constexpr Wrapper<BgrToYuvFunction, 1>        BgrToYuv444p    {Base::BgrToYuv444p, {N, Neon::BgrToYuv444p}, {X, Avx2::BgrToYuv444p}};
 inline constexpr Wrapper<Uint8ToFloat32Function, 1>  Uint8ToFloat32  {Base::Uint8ToFloat32, {N, Neon::Uint8ToFloat32}, {X, Avx2::Uint8ToFloat32}};
 inline constexpr Wrapper<Float32ToUint8Function, 1>  Float32ToUint8  {Base::Float32ToUint8, {N, Neon::Float32ToUint8}, {X, Avx2::Float32ToUint8}};
+inline constexpr Wrapper<Float16ToFloat32Function, 1> Float16ToFloat32 {Base::Float16ToFloat32, {N, Neon::Float16ToFloat32}, {X, Avx2::Float16ToFloat32}};
+inline constexpr Wrapper<Float32ToFloat16Function, 1> Float32ToFloat16 {Base::Float32ToFloat16, {N, Neon::Float32ToFloat16}, {X, Avx2::Float32ToFloat16}};
 inline constexpr Wrapper<ImageTransformFunction, 2>  ImageTransform  {Base::ImageTransform, {N_TRANSFORM, Neon::ImageTransform}, {X_TRANSFORM, Avx2::ImageTransform}};
 // clang-format on
 

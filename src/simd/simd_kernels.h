@@ -2,7 +2,8 @@
 // variant in Simd::Base and vector variants in Simd::Neon and Simd::Avx2 of the same arguments; the
 // wrappers in Simd, which choose among them, stand in simd_dispatch.h.
 //
-// An image is the address of its first byte and a stride in bytes; width and height are in pixels.
+// An image is the address of its first byte and a stride in bytes, which is negative and wrapped for
+// images stored bottom-up (simd_row_step.h); width and height are in pixels.
 // Source and destination must not overlap. Nothing outside the width of a row is read or written.
 // Null pointers are not tested; a width or height of 0 writes nothing. A vector variant needs at
 // least the width that its wrapper asks for. Both variants give the same bytes unless stated.
@@ -255,6 +256,8 @@ Uint8ToFloat32Function Uint8ToFloat32;
 Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;
 AddProductFunction AddProduct;
+Float16ToFloat32Function Float16ToFloat32;
+Float32ToFloat16Function Float32ToFloat16;
 ImageTransformFunction ImageTransform;
 #endif
 
@@ -265,6 +268,23 @@ namespace Avx2 {
 using namespace Base;
 
 #ifdef TAVO_AVX2
+BgrToGrayFunction BgrToGray;
+GrayToBgrFunction GrayToBgr;
+BgrToRgbFunction BgrToRgb;
+DeinterleaveBgrFunction DeinterleaveBgr;
+InterleaveBgrFunction InterleaveBgr;
+DeinterleaveUvFunction DeinterleaveUv;
+InterleaveUvFunction InterleaveUv;
+YuvToBgrFunction Yuv420pToBgr, Yuv420pToRgb, Yuv422pToBgr, Yuv422pToRgb, Yuv444pToBgr;
+Nv12ToBgrFunction Nv12ToBgr;
+BgrToYuvFunction BgrToYuv420p, BgrToYuv422p, BgrToYuv444p;
+Uint8ToFloat32Function Uint8ToFloat32;
+Float32ToUint8Function Float32ToUint8;
+AddValueFunction AddValue;
+AddProductFunction AddProduct;
+Float16ToFloat32Function Float16ToFloat32;
+Float32ToFloat16Function Float32ToFloat16;
+ImageTransformFunction ImageTransform;
 #endif
 
 }  // namespace Avx2

@@ -1,5 +1,8 @@
 #include "simd/simd_platform.h"
 
+#ifdef __x86_64__
+#include <cpuid.h>
+#endif
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -46,6 +49,17 @@ std::uint32_t cacheSize(int name, std::uint32_t usual) {
     const long bytes = sysconf(name);
     return bytes > 0 ? std::uint32_t(bytes) : usual;
 }
+
+#ifdef __x86_64__
+/// Not every compiler's builtin knows it by name.
+bool hasHalfPrecision() {
+    unsigned eax;
+    unsigned ebx;
+    unsigned ecx;
+    unsigned edx;
+    return __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_F16C) != 0;
+}
+#endif
 
 }  // namespace
 
@@ -117,7 +131,7 @@ bool HasFusedMultiplyAdd() {
     return has;
 #elif defined(__x86_64__)
     __builtin_cpu_init();  // other initialisers may come first
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && hasHalfPrecision();
 #else
     return false;
 #endif

@@ -25,7 +25,7 @@ namespace Avx2 {
 /// Width of a vector in bytes, and the narrowest image that the AVX2 kernels accept.
 constexpr std::uint32_t A = 32;
 
-/// True when the processor has AVX2 and FMA, and the system keeps their registers.
+/// True when the processor has AVX2, FMA and F16C, and the system keeps their registers.
 #ifdef TAVO_AVX2
 extern const bool Enable;
 #else
@@ -65,7 +65,7 @@ bool AuxvBitSet(std::uint32_t tag, std::uint32_t mask);
 bool AuxvBitSet(const char* path, std::uint32_t tag, std::uint32_t mask);
 
 /// True when the processor has a fused multiply-add beyond what the build counts on: VFPv4 on 32-bit
-/// ARM, FMA with AVX2 on x86-64. What is compiled for it apart may then run.
+/// ARM, FMA with AVX2 and F16C on x86-64. What is compiled for it apart may then run.
 bool HasFusedMultiplyAdd();
 
 /// Distinct ids that `lscpu` lists; 0 when no pipeline can be started.

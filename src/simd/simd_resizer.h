@@ -8,12 +8,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/simd_bicubic_rows.h"
 #include "simd/simd_memory.h"
+#include "simd/simd_nearest_rows.h"
 
 namespace Simd {
 
 template <class T>
 struct BilinearRows;
+struct RatioForm;
 
 /// The type of one channel of a pixel.
 enum ResizerChannelType : std::uint32_t {
@@ -93,9 +96,22 @@ public:
 protected:
     void EstimateIndices();
 
+    /// Decides from the tables by which row functions in vectors a row is written.
+    void ChooseRows();
+    bool TakesEverySecond() const;
+
+    /// @return whether few enough windows of @p window bytes hold the pixels of a row
+    bool CutIntoBlocks(std::uint32_t window);
+
     std::uint32_t pixelSize = 0;  ///< bytes; 0 until the tables are built
     Array<std::uint32_t> ix;      ///< byte offset in a source row, for each destination column
     Array<std::uint32_t> iy;      ///< source row of each destination row
+
+    NearestRows::Halve* halve = nullptr;    ///< where it serves, it writes whole rows
+    NearestRows::Gather* gather = nullptr;  ///< where it serves, it writes `blocks`
+    Array<NearestBlock> blocks;
+    std::uint32_t blockCount = 0;
+    std::uint32_t blockPixels = 0;  ///< leading pixels of a row that blocks write
 };
 
 /// Separable linear interpolation of bytes, with weights of 4 fractional bits.
@@ -255,6 +271,10 @@ public:
 protected:
     void EstimateTaps();
 
+    /// Decides whether rows are summed in vectors.
+    void ChooseRows();
+    void CutIntoBlocks(std::uint32_t window);
+
     template <std::int32_t CHANNELS>
     void RunChannels(const std::uint8_t* src,
                      std::uint32_t srcStride,
@@ -275,6 +295,13 @@ protected:
                         std::uint8_t* dst,
                         std::uint32_t dstStride);
 
+    /// The same by row functions in vectors.
+    template <std::int32_t CHANNELS>
+    void SumInVectors(const std::uint8_t* src,
+                      std::uint32_t srcStride,
+                      std::uint8_t* dst,
+                      std::uint32_t dstStride);
+
     Array<std::int32_t> ix;     ///< byte offset of the second tap of each destination column
     Array<std::int32_t> iy;     ///< source row of the second tap of each destination row
     Array<std::int32_t> ax;     ///< four weights of each destination column
@@ -283,6 +310,12 @@ protected:
     std::uint32_t xn = 0;       ///< first column that doesn't start at the left edge
     std::uint32_t xt = 0;       ///< first column that ends at the right edge
     std::uint32_t sxl = 0;      ///< byte offset of the last possible second tap
+
+    BicubicRows::Sum* sumBlocks = nullptr;  ///< where vectors serve, sums the inner columns
+    BicubicRows::Blend* blendSums = nullptr;
+    Array<BicubicBlock> blocks;
+    std::uint32_t blockCount = 0;
+    Array<std::int16_t> sums[4];  ///< in place of `bx` where vectors serve
 };
 
 }  // namespace Base
@@ -323,12 +356,14 @@ protected:
 
     void EstimateColumns();
     void EstimateBlocks();
+    void ChooseRatio();
 
     // The inherited `ix` holds pixel numbers here; the inherited `ax` and `bx` stay empty.
     Array<std::uint8_t> weights;   ///< a pair (16 - weight, weight) for each destination element
     Array<std::uint8_t> rows[2];   ///< two horizontally interpolated rows, of 16-bit elements
     std::uint32_t blockCount = 0;  ///< 0 when pairs are fetched one by one
     Array<GatherBlock> blocks;
+    const RatioForm* ratio = nullptr;  ///< that the columns follow
 };
 
 /// The same bytes as Base.
@@ -341,6 +376,14 @@ public:
              std::uint32_t srcStride,
              std::uint8_t* dst,
              std::uint32_t dstStride) override;
+
+protected:
+    /// Scales where each pixel is the plain mean of 2 x 2 or 3 x 3.
+    /// @return false where it isn't
+    bool RunWholeCells(const std::uint8_t* src,
+                       std::uint32_t srcStride,
+                       std::uint8_t* dst,
+                       std::uint32_t dstStride) const;
 };
 
 /// The vectors multiply and add where Base fuses: a value may differ from Base by one.

@@ -2,10 +2,11 @@
 // rows serve the next destination row, and the choice by the number of channels.
 #pragma once
 
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+
+#include "simd/simd_fused.h"
 
 namespace Simd {
 
@@ -36,12 +37,12 @@ inline Tap tapAt(float position, std::uint32_t src) {
 /// pixel's distance from the edges.
 inline Tap centredTap(std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
     const float scale = float(src) / float(dst);
-    return tapAt(std::fmaf(scale, float(i) + 0.5f, -0.5f), src);
+    return tapAt(fused(scale, float(i) + 0.5f, -0.5f), src);
 }
 
 /// The weight in sixteenths, rounded to nearest.
 inline std::int32_t byteWeight(Tap tap) {
-    return std::int32_t(std::fmaf(tap.weight, 16.0f, 0.5f));
+    return std::int32_t(fused(tap.weight, 16.0f, 0.5f));
 }
 
 /// Two neighbouring source rows, horizontally interpolated.
@@ -68,6 +69,15 @@ struct RowPair {
         current = row;
     }
 };
+
+/// Whether a destination row shares no source row with its neighbours, so that it may as well be
+/// made at once.
+/// @param current source row of the upper row that is there
+/// @param index   upper source row of this row and the next ones, @p count in all
+inline bool standsAlone(std::int32_t current, const std::int32_t* index, std::uint32_t count) {
+    return index[0] != current && index[0] != current + 1 &&
+           (count == 1 || index[1] > index[0] + 1);
+}
 
 /// Calls @p function with 1 to 4 channels as a constant, and not at all for another number.
 template <class Function>

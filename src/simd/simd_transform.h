@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "simd/simd_kernels.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 
@@ -72,9 +73,8 @@ inline Walk<PIXEL_SIZE> walkOf(const std::uint8_t* src,
                                std::uint8_t* dst,
                                std::uint32_t dstStride) {
     constexpr Symmetry symmetry = SYMMETRIES[MODE];
-    // The stride of a bottom-up image is negative and arrives wrapped.
-    const auto srcStep = std::ptrdiff_t(std::int32_t(srcStride));
-    const auto dstStep = std::ptrdiff_t(std::int32_t(dstStride));
+    const std::ptrdiff_t srcStep = RowStep(srcStride);
+    const std::ptrdiff_t dstStep = RowStep(dstStride);
     const auto pixelStep = std::ptrdiff_t(PIXEL_SIZE);
     Walk<PIXEL_SIZE> walk = {src, srcStep, dst, symmetry.transposes ? dstStep : pixelStep,
                              symmetry.transposes ? pixelStep : dstStep};

@@ -1,5 +1,6 @@
 #include "tavo_cv/tavo_cv_backend_simd.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -53,6 +54,21 @@ bool walksInside(const Frame& frame) {
         inside = inside && (layout.plane[p].stride >= 0 || layout.plane[p].stride % 4 == 0);
     }
     return inside;
+}
+
+/// Multiplies by accumulating on zeros: a product of -0 becomes 0. In blocks that stay in the
+/// cache.
+void multiply(float* data, std::uint32_t size, float value) {
+    constexpr std::uint32_t BLOCK = 1024;
+    float block[BLOCK];
+    while (size != 0) {
+        const std::uint32_t count = std::min(size, BLOCK);
+        std::memcpy(block, data, count * sizeof(float));
+        std::memset(data, 0, count * sizeof(float));
+        Simd::AddProduct(block, count, &value, data);
+        data += count;
+        size -= count;
+    }
 }
 
 /// A source of one column or row has nothing to interpolate between.
@@ -199,22 +215,29 @@ void CvBackendSimd::mul(Frame& src_dst, float value, Rect src_roi) {
     TAVO_ASSERT(src_dst.initialized());
     TAVO_ASSERT_TEXT(impl::onCpu(src_dst), CPU_FRAME);
     Frame view = impl::viewOf(src_dst, src_roi);
-    if (isFloat(view.format()) && !walksInside(view)) {
-        TAVO_RAISE(TAVO_STATUS_INVALID_PARAMETER, "%s", UNALIGNED);
-    }
-    m_color_frame.reuse(view.format(), view.size(), DeviceContext(), 0);
-    view.copyTo(m_color_frame);
-    view.setZero();
-    // Callers see a zeroed frame after this failure, and rely on it.
     if (!isFloat(view.format())) {
+        view.setZero();  // callers see a zeroed frame after this failure, and rely on it
         TAVO_RAISE(TAVO_STATUS_NOT_SUPPORTED, "mul: Unsupported src format %s.",
                    toString(view.format()));
     }
-    impl::walkRuns(view.layout(), impl::isContiguous(view) && impl::isContiguous(m_color_frame),
-                   [&](int plane, int row, std::uint32_t samples) {
-                       Simd::AddProduct(impl::floatRow(m_color_frame, plane, row), samples, &value,
-                                        impl::floatRow(view, plane, row));
-                   });
+    if (!walksInside(view)) {
+        TAVO_RAISE(TAVO_STATUS_INVALID_PARAMETER, "%s", UNALIGNED);
+    }
+    if (impl::rowsAligned(view)) {
+        impl::walkRuns(view.layout(), impl::isContiguous(view),
+                       [&](int plane, int row, std::uint32_t samples) {
+                           multiply(impl::floatRow(view, plane, row), samples, value);
+                       });
+        return;
+    }
+    // Products of samples at whole strides go to where strides that are rounded down lead.
+    m_color_frame.reuse(view.format(), view.size(), DeviceContext(), 0);
+    view.copyTo(m_color_frame);
+    view.setZero();
+    impl::walkRuns(view.layout(), false, [&](int plane, int row, std::uint32_t samples) {
+        Simd::AddProduct(impl::floatRow(m_color_frame, plane, row), samples, &value,
+                         impl::floatRow(view, plane, row));
+    });
 }
 
 void CvBackendSimd::warpAffine(

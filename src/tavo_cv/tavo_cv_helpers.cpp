@@ -1,5 +1,6 @@
 #include "tavo_cv/tavo_cv_helpers.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -38,14 +39,18 @@ constexpr Simd::ImageTransformMode TRANSFORMS[] = {
     Simd::ImageTransformRotate90,
 };
 
-/// The region with black margins on the left and at the top.
+/// The region with black margins on the left and at the top. What stands in it is the top left part
+/// of the source, wherever the region lies: callers rely on that.
 Frame withMargin(const Frame& src, const Rect& roi, const Rect& src_roi) {
     Frame region;
     region.reuse(src.format(), Size(src_roi.width, src_roi.height), DeviceContext(), 0);
     region.setZero();
-    Frame part = getRegion(region, Rect(src_roi.width - roi.width, src_roi.height - roi.height,
-                                        roi.width, roi.height));
-    src.copyTo(part);
+    const int width = std::min(roi.width, src.width());
+    const int height = std::min(roi.height, src.height());
+    const int dx = src_roi.width - roi.width;
+    const int dy = src_roi.height - roi.height;
+    Frame part = getRegion(region, Rect(dx, dy, width, height));
+    impl::viewOf(src, Rect(0, 0, width, height)).copyTo(part);
     return region;
 }
 
@@ -193,16 +198,18 @@ void NV12toBGR_neon(const std::uint8_t* y,
                     int height,
                     int stride,
                     int bgrStride) {
-    const auto convert = Simd::Neon::Enable ? Simd::Neon::Nv12ToBgr : Simd::Base::Nv12ToBgr;
+    const auto convert = Simd::Neon::Enable   ? Simd::Neon::Nv12ToBgr
+                         : Simd::Avx2::Enable ? Simd::Avx2::Nv12ToBgr
+                                              : Simd::Base::Nv12ToBgr;
     convert(y, uv, bgr, width, height, stride, bgrStride);
 }
 
 void convertFp16ToFp32(const unsigned short* src, unsigned int size, float* dst) {
-    Simd::Base::Float16ToFloat32(src, size, dst);
+    Simd::Float16ToFloat32(src, size, dst);
 }
 
 void convertFp32ToFp16(const float* src, unsigned int size, unsigned short* dst) {
-    Simd::Base::Float32ToFloat16(src, size, dst);
+    Simd::Float32ToFloat16(src, size, dst);
 }
 
 }  // namespace tavo

@@ -364,9 +364,8 @@ void tryKernel(const KernelCase& kernel,
     applyReference(kernel, s, expected, width, height);
 
     static GuardedPlane source_memory[3], target_memory[3];
-    for (const Variant variant : {Variant::Base, Variant::Wrapper, Variant::Neon}) {
-        if (variant == Variant::Neon &&
-            (!Simd::Neon::Enable || !kernel.hasNeon() || width < kernel.threshold)) {
+    for (const Variant variant : {Variant::Base, Variant::Wrapper, Variant::Neon, Variant::Avx2}) {
+        if (!kernel.runs(variant, width)) {
             continue;
         }
         for (const Placement& place : placements) {
@@ -460,16 +459,56 @@ TEST_P(SimdKernels, ChooseByWidth) {
         EXPECT_TRUE(kernel.calls.wrapper_is_wired) << kernel.name;
         for (const Size other : {1u, 1000u}) {
             const Plane planes[3] = {{nullptr, other}, {nullptr, other}, {nullptr, other}};
-            for (const Size width : {0u, 1u, kernel.threshold - 1, kernel.threshold, 1001u}) {
-                const bool wide = Simd::Neon::Enable && width >= kernel.threshold;
+            for (const Size width : {0u, 1u, kernel.threshold - 1, kernel.threshold,
+                                     kernel.avx2_threshold - 1, kernel.avx2_threshold, 1001u}) {
                 if (kernel.calls.choice) {
                     EXPECT_EQ(kernel.calls.choice(planes, planes, width, other),
-                              wide ? Variant::Neon : Variant::Base)
+                              kernel.expected(width))
                         << kernel.name << ", " << width << " x " << other;
                 }
             }
         }
     });
+}
+
+// ---- Every value --------------------------------------------------------------------------------
+
+TEST(SimdIdentities, GrayOfEveryColour) {
+    constexpr Size PIXELS = 1 << 16;
+    Bytes bgr(3 * PIXELS), expected(PIXELS), gray(PIXELS);
+    for (int r = 0; r < 256; ++r) {
+        for (int i = 0; i < int(PIXELS); ++i) {
+            const Pixel pixel = {i % 256, i / 256, r};
+            std::copy_n(pixel.begin(), 3, bgr.begin() + 3 * i);
+            expected[std::size_t(i)] = static_cast<unsigned char>(grayOfBgr(pixel)[0]);
+        }
+        for (const bool portable : {false, true}) {
+            portable ? Simd::Base::BgrToGray(bgr.data(), PIXELS, 1, 0, gray.data(), 0)
+                     : Simd::BgrToGray(bgr.data(), PIXELS, 1, 0, gray.data(), 0);
+            ASSERT_TRUE(gray == expected) << "portable " << portable << ", red " << r;
+        }
+    }
+}
+
+// Columns tell V, pairs of rows and the place in a block tell Y.
+TEST(SimdIdentities, Nv12OfEveryColour) {
+    constexpr int WIDTH = 512, HEIGHT = 128;
+    Bytes y(WIDTH * HEIGHT), uv(WIDTH * HEIGHT / 2), expected(3 * y.size()), bgr(3 * y.size());
+    for (int u = 0; u < 256; ++u) {
+        for (int i = 0; i < WIDTH * HEIGHT; ++i) {
+            const int row = i / WIDTH, x = i % WIDTH, luma = row / 2 * 4 + row % 2 * 2 + x % 2;
+            y[std::size_t(i)] = static_cast<unsigned char>(luma);
+            uv[std::size_t(row / 2 * WIDTH + x)] =
+                static_cast<unsigned char>(x % 2 == 0 ? u : x / 2);
+            const Pixel pixel = bgrOfNv12({luma, u, x / 2});
+            std::copy_n(pixel.begin(), 3, expected.begin() + 3 * i);
+        }
+        for (const bool portable : {false, true}) {
+            (portable ? Simd::Base::Nv12ToBgr : tavo::NV12toBGR_neon)(
+                y.data(), uv.data(), bgr.data(), WIDTH, HEIGHT, WIDTH, 3 * WIDTH);
+            ASSERT_TRUE(bgr == expected) << "portable " << portable << ", U " << u;
+        }
+    }
 }
 
 // ---- Floats -------------------------------------------------------------------------------------
@@ -486,16 +525,19 @@ TEST(SimdFloatKernels, ScaleBetweenAnyLimits) {
     std::iota(all_bytes.begin(), all_bytes.end(), static_cast<unsigned char>(0));
     const float limits[][2] = {{0.0f, 255.0f}, {-1.0f, 1.0f}, {16.0f, 235.0f}, {0.1f, 0.7f}};
     for (const auto& [lower, upper] : limits) {
-        for (const bool neon : {false, Simd::Neon::Enable}) {
+        for (const bool portable : {false, true}) {
             Bytes bytes(values.size());
-            (neon ? Simd::Neon::Float32ToUint8 : Simd::Base::Float32ToUint8)(
-                values.data(), Size(values.size()), &lower, &upper, bytes.data());
+            const Size size = Size(values.size());
+            portable ? Simd::Base::Float32ToUint8(values.data(), size, &lower, &upper, bytes.data())
+                     : Simd::Float32ToUint8(values.data(), size, &lower, &upper, bytes.data());
             for (std::size_t i = 0; i < values.size(); ++i) {
                 EXPECT_EQ(bytes[i], byteOfFloat(values[i], lower, upper)) << values[i];
             }
             std::vector<float> floats(256);
-            (neon ? Simd::Neon::Uint8ToFloat32 : Simd::Base::Uint8ToFloat32)(
-                all_bytes.data(), 256, &lower, &upper, floats.data());
+            portable
+                ? Simd::Base::Uint8ToFloat32(all_bytes.data(), 256, &lower, &upper, floats.data())
+                : Simd::Uint8ToFloat32(all_bytes.data(), 256, &lower, &upper, floats.data());
+            const bool neon = !portable && Simd::Neon::Enable;  // multiplies, then adds
             const float scale = (upper - lower) / 255.0f;
             for (std::size_t i = 0; i < 256; ++i) {
                 const float rounded_once = std::fmaf(scale, float(i), lower);
@@ -552,8 +594,12 @@ TEST(SimdFloatKernels, NarrowTowardZero) {
         patterns.insert(patterns.end(),
                         {single - (half > 0), single, single + 1, tie - 1, tie, tie + 1});
     }
-    for (std::uint32_t spread = 0; spread < 0x7FF00000; spread += 0x0001F003) {
-        patterns.push_back(spread);
+    // Of the lower 16 bits, the upper three and whether there are more decide.
+    for (std::uint32_t upper = 0; upper < 0x8000; ++upper) {
+        for (const unsigned lower :
+             {0x0000u, 0x0001u, 0x1FFFu, 0x2000u, 0xDFFFu, 0xE000u, 0xE001u}) {
+            patterns.push_back(upper << 16 | lower);
+        }
     }
     for (std::size_t i = patterns.size(); i-- > 0;) {
         patterns.push_back(patterns[i] | 0x80000000);

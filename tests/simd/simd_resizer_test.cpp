@@ -307,6 +307,35 @@ INSTANTIATE_TEST_SUITE_P(TypeAndMethod,
                          ResizerOf,
                          testing::Values(0, 2, 5, 6, 7, 11, 12, 20, 22, 23, 24));
 
+/// Every second pixel, or nearly, and windows of all widths, up to the end of a row.
+TEST(Resizer, NearestOfManyRatios) {
+    const Size ratios[][2] = {{74, 37},  {73, 37},  {75, 37},  {128, 64}, {32, 16}, {30, 15},
+                              {200, 60}, {201, 31}, {400, 60}, {50, 200}, {64, 64}, {90, 59}};
+    for (const auto& [src, dst] : ratios) {
+        for (const Size channels : {1, 2, 3, 4, 5, 6, 8, 12}) {
+            tryShape({src, 5, dst, 8, channels, Byte, Centre});
+            tryShape({src, 8, dst, 4, channels, Byte, TopLeft});
+        }
+        tryShape({src, 4, dst, 3, 1, Short, Centre});
+        tryShape({src, 4, dst, 3, 3, Float, Centre});
+    }
+}
+
+/// Nothing but black and white, at many distances from a sample: sums as far out as they come.
+TEST(Resizer, CubicAtFullContrast) {
+    std::mt19937 random(6);
+    const Shape shapes[] = {{61, 61, 512, 256, 1, Byte, Cubic}, {64, 9, 333, 40, 3, Byte, Cubic}};
+    for (const Shape& s : shapes) {
+        for (int neon = 0; neon <= int(Simd::Neon::Enable); ++neon) {
+            Picture source(s.src_width * s.src_height * s.channels);
+            for (float& sample : source) {
+                sample = random() % 2 ? 255.0f : 0.0f;
+            }
+            EXPECT_TRUE(gives(s, *make(s, neon != 0), source, scaled(s, source, 1), false));
+        }
+    }
+}
+
 TEST(Resizer, KnownPictures) {
     const auto run = [](const Shape& s, const Picture& source, const Picture& expected) {
         EXPECT_TRUE(gives(s, *make(s, false), source, {expected}, true));
@@ -362,6 +391,62 @@ TEST(Resizer, TheFirstRuleThatMatchesChoosesTheClass) {
     expectClasses<Nearest, Vector::ResizerFloatBilinear>({{9, 1, 9, 9, 1, 2, 3}});
     for (const Size kind : {3, 4, 8, 13, 14, 15, 16, 17, 25, 26, 27, 32}) {
         expectClasses<void, void>({{9, 9, 2, 2, 1, kind / 10, kind % 10}});
+    }
+}
+
+/// Whole ratios at which taps repeat, sizes next to them, and other ratios from top to bottom.
+TEST(Resizer, RatiosOfSmallNumbers) {
+    const Size ratios[][2] = {{2, 1}, {3, 1}, {3, 2}, {1, 2}, {4, 1}, {1, 1}, {4, 3}};
+    const Size kinds[][2] = {{Byte, Linear}, {Byte, Area}, {Float, Linear}, {Float, LinearTopLeft}};
+    std::mt19937 random(8);
+    for (Size i = 0; i < 7 * 4 * 4 * 9 && !HasFatalFailure(); ++i) {
+        const auto& [across, to] = ratios[i % 7];
+        const auto& [type, method] = kinds[i / 7 % 4];
+        const Size turn = i / 28 / 4;
+        // Vectors begin at 16 columns, doubled rows at 34.
+        const Size lengths[] = {16, 20, 18, 30, 33, 36, 34, 66, 3 + Size(random()) % 70};
+        const Size columns = lengths[turn] / to + turn % 2, rows = 2 + turn % 4;
+        Shape s = {columns * across, rows * across, columns * to, rows * to,
+                   i / 28 % 4 + 1,   type,          method};
+        if (turn % 3 == 1) {
+            s.src_height = 2 + Size(random()) % 30;
+            s.dst_height = 1 + Size(random()) % 30;
+        } else if (turn % 3 == 2) {
+            s.src_width += Size(random()) % 2;
+            s.src_height += Size(random()) % 2;
+        }
+        tryShape(s);
+    }
+}
+
+/// A picture of blocks of @p size x @p size pixels, as many as there are sums of a block.
+Picture everySum(Size size, Size length) {
+    Picture picture(size * size * length);
+    for (Size sum = 0; sum < length; ++sum) {
+        for (Size i = 0, left = sum; i < size * size; ++i) {
+            const Size value = std::min(left, Size(255));
+            picture[i / size * size * length + sum * size + i % size] = float(value);
+            left -= value;
+        }
+    }
+    return picture;
+}
+
+/// Weights of 1024 and 682 in 2048ths, and those of 8 in 16ths, are cut short for whole blocks.
+TEST(Resizer, MeansOfBlocksAreThoseOfTheirWeights) {
+    for (const Size size : {2, 3}) {
+        const Size length = size * size * 255 + 1;
+        const Picture source = everySum(size, length);
+        for (const Size method : {Linear, Area}) {
+            const Shape s = {size * length, size, length, 1, 1, Byte, method};
+            const Picture expected = scaled(s, source, 1)[0];
+            for (int neon = 0; neon <= int(Simd::Neon::Enable); ++neon) {
+                EXPECT_TRUE(gives(s, *make(s, neon != 0), source, {expected}, true));
+            }
+            for (Size sum = 0; size == 2 && sum < length; ++sum) {
+                ASSERT_EQ(expected[sum], float((sum + 2) / 4));
+            }
+        }
     }
 }
 

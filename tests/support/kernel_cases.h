@@ -9,7 +9,7 @@
 
 namespace support {
 
-enum class Variant { Wrapper, Base, Neon };
+enum class Variant { Wrapper, Base, Neon, Avx2 };
 
 struct Plane {
     unsigned char* data;
@@ -38,7 +38,7 @@ struct PlaneShape {
 /// The ways to call a kernel, on planes of the case's shapes, width and height.
 struct KernelCalls {
     using Size = std::uint32_t;
-    std::function<void(const Plane* sources, const Plane* targets, Size, Size)> variants[3];
+    std::function<void(const Plane* sources, const Plane* targets, Size, Size)> variants[4];
 
     /// Which variant the wrapper calls; nothing is computed. Empty without a threshold to test.
     std::function<Variant(const Plane* sources, const Plane* targets, Size, Size)> choice;
@@ -48,7 +48,7 @@ struct KernelCalls {
 struct KernelCase {
     std::string name;
     std::string family;
-    std::uint32_t threshold;    ///< narrowest width of the vector variant
+    std::uint32_t threshold;    ///< narrowest width of the NEON variant
     std::uint32_t width_step;   ///< the kernel assumes a multiple of it
     std::uint32_t height_step;  ///< likewise
     std::vector<PlaneShape> sources;
@@ -57,9 +57,20 @@ struct KernelCase {
     std::uint32_t max_height = UINT32_MAX;  ///< 1 for runs of samples
     bool one_source_stride = false;         ///< the first source's stride serves all of them
 
+    std::uint32_t avx2_threshold = 1;
+
     bool hasNeon() const { return bool(calls.variants[std::size_t(Variant::Neon)]); }
 
-    /// The vector variant may only run where `Simd::Neon::Enable` says so.
+    /// The variant for this processor and width that the wrapper should take.
+    Variant expected(std::uint32_t width) const;
+
+    /// True where a variant may run at all.
+    bool runs(Variant variant, std::uint32_t width) const {
+        return variant == Variant::Wrapper || variant == Variant::Base ||
+               variant == expected(width);
+    }
+
+    /// Only where the variant runs.
     void run(
         Variant variant, const Plane* s, const Plane* t, std::uint32_t w, std::uint32_t h) const {
         calls.variants[std::size_t(variant)](s, t, w, h);

@@ -11,28 +11,29 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
 namespace {
 
-constexpr int SHIFT = 14;
-
-inline int roundedShift(int sum) {
-    return (sum + (1 << (SHIFT - 1))) >> SHIFT;
+inline int weigh(BgrWeights weights, int b, int g, int r) {
+    constexpr int HALF = 1 << (BGR_WEIGHTS_SHIFT - 1);
+    return (weights.b * b + weights.g * g + weights.r * r + HALF) >> BGR_WEIGHTS_SHIFT;
 }
 
 inline std::uint8_t toY(int b, int g, int r) {
-    return std::uint8_t(roundedShift(1606 * b + 8258 * g + 4211 * r) + 16);
+    return std::uint8_t(weigh(BGR_TO_Y, b, g, r) + LUMA_OFFSET);
 }
 
 inline std::uint8_t toU(int b, int g, int r) {
-    return std::uint8_t(roundedShift(7193 * b - 4768 * g - 2425 * r) + 128);
+    return std::uint8_t(weigh(BGR_TO_U, b, g, r) + CHROMA_OFFSET);
 }
 
 inline std::uint8_t toV(int b, int g, int r) {
-    return std::uint8_t(roundedShift(-1163 * b - 6029 * g + 7193 * r) + 128);
+    return std::uint8_t(weigh(BGR_TO_V, b, g, r) + CHROMA_OFFSET);
 }
 
 /// Sums of the channels of some pixels.
@@ -94,13 +95,13 @@ template <int ACROSS, int DOWN>
 void convert(const std::uint8_t* bgr,
              std::uint32_t width,
              std::uint32_t height,
-             std::ptrdiff_t bgrStride,
+             RowStep bgrStride,
              std::uint8_t* y,
-             std::ptrdiff_t yStride,
+             RowStep yStride,
              std::uint8_t* u,
-             std::ptrdiff_t uStride,
+             RowStep uStride,
              std::uint8_t* v,
-             std::ptrdiff_t vStride) {
+             RowStep vStride) {
     const std::ptrdiff_t samples = std::ptrdiff_t(width / ACROSS);
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
         convertRows<ACROSS, DOWN>(bgr, DOWN == 2 ? bgr + bgrStride : nullptr, samples, y,

@@ -6,6 +6,7 @@
 #include "simd/simd_bilinear_rows.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_tables.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
@@ -77,11 +78,11 @@ void BilinearTables::Scale(const ResizerParam& parameters,
     const std::uint32_t channels = parameters.channels;
     const std::uint32_t size = parameters.dstWidth * channels;
     const auto interpolate = [&](std::int32_t row, float* place) {
-        functions.interpolate(src + std::size_t(row) * srcStride, channels, ix.data, ax.data, size,
+        functions.interpolate(src + row * RowStep(srcStride), channels, ix.data, ax.data, size,
                               place);
     };
     RowPair<float*> rows = {bx[0].data, bx[1].data};
-    for (std::uint32_t y = 0; y < parameters.dstHeight; ++y, dst += dstStride) {
+    for (std::uint32_t y = 0; y < parameters.dstHeight; ++y, dst += RowStep(dstStride)) {
         rows.moveTo(iy.data[y], interpolate);
         functions.blend(rows.upper, rows.lower, ay.data[y], size, dst);
     }
@@ -96,10 +97,10 @@ void BilinearTables::Sample(const ResizerParam& parameters,
                             std::uint32_t dstStride) {
     const std::uint32_t channels = parameters.channels;
     const std::uint32_t size = parameters.dstWidth * channels;
-    for (std::uint32_t y = 0; y < parameters.dstHeight; ++y, dst += dstStride) {
-        const T* const upper = src + std::size_t(iy.data[y]) * srcStride;
-        functions.sample(upper, upper + srcStride, channels, ix.data, ax.data, ay.data[y], size,
-                         dst);
+    for (std::uint32_t y = 0; y < parameters.dstHeight; ++y, dst += RowStep(dstStride)) {
+        const T* const upper = src + iy.data[y] * RowStep(srcStride);
+        functions.sample(upper, upper + RowStep(srcStride), channels, ix.data, ax.data, ay.data[y],
+                         size, dst);
     }
 }
 

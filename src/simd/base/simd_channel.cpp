@@ -9,21 +9,18 @@
 #include <cstdint>
 #include <cstring>
 
+#include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
 namespace {
 
-constexpr std::uint32_t BLUE_TO_GRAY = 1868;
-constexpr std::uint32_t GREEN_TO_GRAY = 9617;
-constexpr std::uint32_t RED_TO_GRAY = 4899;
-constexpr int GRAY_SHIFT = 14;
-constexpr std::uint32_t GRAY_HALF = 1u << (GRAY_SHIFT - 1);
-
-inline std::uint8_t grayOf(std::uint32_t b, std::uint32_t g, std::uint32_t r) {
-    return std::uint8_t((BLUE_TO_GRAY * b + GREEN_TO_GRAY * g + RED_TO_GRAY * r + GRAY_HALF) >>
-                        GRAY_SHIFT);
+inline std::uint8_t grayOf(int b, int g, int r) {
+    constexpr BgrWeights W = BGR_TO_GRAY;
+    constexpr int HALF = 1 << (BGR_WEIGHTS_SHIFT - 1);
+    return std::uint8_t((W.b * b + W.g * g + W.r * r + HALF) >> BGR_WEIGHTS_SHIFT);
 }
 
 }  // namespace
@@ -34,7 +31,7 @@ void BgrToGray(const std::uint8_t* __restrict bgr,
                std::uint32_t bgrStride,
                std::uint8_t* __restrict gray,
                std::uint32_t grayStride) {
-    for (; height != 0; --height, bgr += bgrStride, gray += grayStride) {
+    for (; height != 0; --height, bgr += RowStep(bgrStride), gray += RowStep(grayStride)) {
         for (std::size_t x = 0; x < width; ++x) {
             gray[x] = grayOf(bgr[3 * x], bgr[3 * x + 1], bgr[3 * x + 2]);
         }
@@ -47,7 +44,7 @@ void GrayToBgr(const std::uint8_t* __restrict gray,
                std::uint32_t grayStride,
                std::uint8_t* __restrict bgr,
                std::uint32_t bgrStride) {
-    for (; height != 0; --height, gray += grayStride, bgr += bgrStride) {
+    for (; height != 0; --height, gray += RowStep(grayStride), bgr += RowStep(bgrStride)) {
         for (std::size_t x = 0; x < width; ++x) {
             bgr[3 * x] = gray[x];
             bgr[3 * x + 1] = gray[x];
@@ -62,7 +59,7 @@ void BgrToRgb(const std::uint8_t* __restrict src,
               std::uint32_t srcStride,
               std::uint8_t* __restrict dst,
               std::uint32_t dstStride) {
-    for (; height != 0; --height, src += srcStride, dst += dstStride) {
+    for (; height != 0; --height, src += RowStep(srcStride), dst += RowStep(dstStride)) {
         for (std::size_t x = 0; x < width; ++x) {
             dst[3 * x] = src[3 * x + 2];
             dst[3 * x + 1] = src[3 * x + 1];
@@ -81,7 +78,8 @@ void DeinterleaveBgr(const std::uint8_t* __restrict bgr,
                      std::uint32_t gStride,
                      std::uint8_t* __restrict r,
                      std::uint32_t rStride) {
-    for (; height != 0; --height, bgr += bgrStride, b += bStride, g += gStride, r += rStride) {
+    for (; height != 0; --height, bgr += RowStep(bgrStride), b += RowStep(bStride),
+                        g += RowStep(gStride), r += RowStep(rStride)) {
         for (std::size_t x = 0; x < width; ++x) {
             b[x] = bgr[3 * x];
             g[x] = bgr[3 * x + 1];
@@ -100,7 +98,8 @@ void InterleaveBgr(const std::uint8_t* __restrict b,
                    std::uint32_t height,
                    std::uint8_t* __restrict bgr,
                    std::uint32_t bgrStride) {
-    for (; height != 0; --height, b += bStride, g += gStride, r += rStride, bgr += bgrStride) {
+    for (; height != 0; --height, b += RowStep(bStride), g += RowStep(gStride),
+                        r += RowStep(rStride), bgr += RowStep(bgrStride)) {
         for (std::size_t x = 0; x < width; ++x) {
             bgr[3 * x] = b[x];
             bgr[3 * x + 1] = g[x];
@@ -117,7 +116,8 @@ void DeinterleaveUv(const std::uint8_t* __restrict uv,
                     std::uint32_t uStride,
                     std::uint8_t* __restrict v,
                     std::uint32_t vStride) {
-    for (; height != 0; --height, uv += uvStride, u += uStride, v += vStride) {
+    for (; height != 0;
+         --height, uv += RowStep(uvStride), u += RowStep(uStride), v += RowStep(vStride)) {
         for (std::size_t x = 0; x < width; ++x) {
             u[x] = uv[2 * x];
             v[x] = uv[2 * x + 1];
@@ -133,7 +133,8 @@ void InterleaveUv(const std::uint8_t* __restrict u,
                   std::uint32_t height,
                   std::uint8_t* __restrict uv,
                   std::uint32_t uvStride) {
-    for (; height != 0; --height, u += uStride, v += vStride, uv += uvStride) {
+    for (; height != 0;
+         --height, u += RowStep(uStride), v += RowStep(vStride), uv += RowStep(uvStride)) {
         for (std::size_t x = 0; x < width; ++x) {
             uv[2 * x] = u[x];
             uv[2 * x + 1] = v[x];
@@ -149,7 +150,7 @@ void CopyPlane(const std::uint8_t* __restrict src,
                std::uint8_t* __restrict dst,
                std::uint32_t dstStride) {
     const std::size_t rowBytes = std::size_t(pixelSize) * width;
-    for (; height != 0; --height, src += srcStride, dst += dstStride) {
+    for (; height != 0; --height, src += RowStep(srcStride), dst += RowStep(dstStride)) {
         std::memcpy(dst, src, rowBytes);
     }
 }

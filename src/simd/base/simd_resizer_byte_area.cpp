@@ -13,6 +13,7 @@
 
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_tables.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
@@ -61,12 +62,12 @@ inline void put(std::int32_t product, std::true_type, std::int32_t& sum) {
 /// The rows of the vertical pass are those of the image.
 struct PlainRows {
     const std::uint8_t* src;
-    std::size_t stride;
+    RowStep stride;
     std::size_t size;  // bytes of a row
 
     template <class IsSum>
     void weigh(std::int32_t row, std::int32_t weight, IsSum isSum, std::int32_t* sums) const {
-        const std::uint8_t* __restrict bytes = src + std::size_t(row) * stride;
+        const std::uint8_t* __restrict bytes = src + row * stride;
         std::int32_t* __restrict target = sums;
         for (std::size_t i = 0; i < size; ++i) {
             put(weight * bytes[i], isSum, target[i]);
@@ -79,14 +80,14 @@ struct PlainRows {
 template <std::size_t CHANNELS>
 struct PairedRows {
     const std::uint8_t* src;
-    std::size_t stride;
+    RowStep stride;
     std::uint32_t width;
     std::uint32_t height;
 
     template <class IsSum>
     void weigh(std::int32_t pair, std::int32_t weight, IsSum isSum, std::int32_t* sums) const {
         const std::uint32_t row = 2 * std::uint32_t(pair);
-        const std::uint8_t* __restrict upper = src + row * stride;
+        const std::uint8_t* __restrict upper = src + std::ptrdiff_t(row) * stride;
         const std::uint8_t* __restrict lower = row + 1 < height ? upper + stride : upper;
         std::int32_t* __restrict target = sums;
         for (std::size_t i = width / 2; i != 0; --i) {
@@ -164,7 +165,7 @@ ResizerByteArea::~ResizerByteArea() = default;
 
 template <std::size_t CHANNELS, class Rows>
 void ResizerByteArea::RunRows(const Rows& rows, std::uint8_t* dst, std::uint32_t dstStride) {
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += dstStride) {
+    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
         sumRows(rows, iy.data + y, ay.data + y, ay.data[0], by.data);
         sumColumns<CHANNELS>(by.data, ix.data, ax.data, param.dstWidth, dst);
     }

@@ -8,8 +8,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 
+#include "simd/simd_bicubic_rows.h"
+#include "simd/simd_platform.h"
 #include "simd/simd_resizer.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
@@ -50,22 +55,29 @@ void estimate(std::uint32_t src,
     }
 }
 
-/// Calls @p visit(column, first, fourth) from left to right with the offsets of the outer taps from
-/// the second. Where they would leave the row they are those of the nearest tap inside.
+/// Calls @p visit(column, first, fourth) for the columns at the edges with the offsets of the outer
+/// taps from the second. Where they would leave the row they are those of the nearest tap inside.
+template <std::int32_t CHANNELS, class Visit>
+inline void forEachEdgeColumn(std::uint32_t leftEnd,
+                              std::uint32_t rightBegin,
+                              std::uint32_t width,
+                              Visit visit) {
+    for (std::uint32_t x = 0; x < leftEnd; ++x) {
+        visit(x, 0, 2 * CHANNELS);
+    }
+    for (std::uint32_t x = rightBegin; x < width; ++x) {
+        visit(x, -CHANNELS, CHANNELS);
+    }
+}
+
 template <std::int32_t CHANNELS, class Visit>
 inline void forEachColumn(std::uint32_t leftEnd,
                           std::uint32_t rightBegin,
                           std::uint32_t width,
                           Visit visit) {
-    std::uint32_t x = 0;
-    for (; x < leftEnd; ++x) {
-        visit(x, 0, 2 * CHANNELS);
-    }
-    for (; x < rightBegin; ++x) {
+    forEachEdgeColumn<CHANNELS>(leftEnd, rightBegin, width, visit);
+    for (std::uint32_t x = leftEnd; x < rightBegin; ++x) {
         visit(x, -CHANNELS, 2 * CHANNELS);
-    }
-    for (; x < width; ++x) {
-        visit(x, -CHANNELS, CHANNELS);
     }
 }
 
@@ -86,6 +98,19 @@ struct Weights {
         return first * a + second * b + third * c + fourth * d;
     }
 };
+
+/// Horizontal sums of one column, @p offset added.
+template <std::int32_t CHANNELS, class T>
+inline void sumColumn(const std::uint8_t* tap,
+                      Weights weights,
+                      std::int32_t first,
+                      std::int32_t fourth,
+                      std::int32_t offset,
+                      T* sums) {
+    for (std::int32_t c = 0; c < CHANNELS; ++c, ++tap) {
+        sums[c] = T(weights.sum(tap[first], tap[0], tap[CHANNELS], tap[fourth]) + offset);
+    }
+}
 
 inline std::uint8_t byteOfSum(std::int32_t sum) {
     const std::int32_t value = (sum + ROUND) >> SHIFT;
@@ -108,6 +133,39 @@ inline void blendRows(const std::int32_t* __restrict first,
 inline std::size_t clampRow(std::int32_t row, std::uint32_t height) {
     const std::int32_t last = std::int32_t(height) - 1;
     return std::size_t(row < 0 ? 0 : row > last ? last : row);
+}
+
+/// Where rows are in a ring of as many as there are taps.
+using Places = std::uint32_t[TAPS];
+
+/// Keeps a ring of summed rows. Calls @p sum(row, place) once for each row that is needed, and then
+/// @p blend(y, places) for each destination row.
+template <class Sum, class Blend>
+inline void walkRows(const Array<std::int32_t>& taps, Sum sum, Blend blend) {
+    const auto place = [](std::int32_t row) { return std::uint32_t(row) % TAPS; };
+    std::int32_t next = taps.data[0] - 1;
+    for (std::uint32_t y = 0; y < taps.size; ++y) {
+        const std::int32_t top = taps.data[y] - 1;
+        for (next = next < top ? top : next; next < top + std::int32_t(TAPS); ++next) {
+            sum(next, place(next));
+        }
+        blend(y, {place(top), place(top + 1), place(top + 2), place(top + 3)});
+    }
+}
+
+/// Row functions in vectors; null where the processor has none.
+const BicubicRows* vectorRows() {
+#ifdef TAVO_NEON
+    if (Neon::Enable) {
+        return &Neon::BicubicVectors;
+    }
+#endif
+#ifdef TAVO_AVX2
+    if (Avx2::Enable) {
+        return &Avx2::BicubicVectors;
+    }
+#endif
+    return nullptr;
 }
 
 }  // namespace
@@ -154,6 +212,49 @@ void ResizerByteBicubic::EstimateTaps() {
     }
 }
 
+void ResizerByteBicubic::CutIntoBlocks(std::uint32_t window) {
+    const std::uint32_t channels = param.channels;
+    const std::uint32_t lastWindow = param.srcWidth * channels - window;
+    const std::uint32_t reach = window - (TAPS - 1) * channels;  // first taps, so that others fit
+    blocks.Resize(param.dstWidth, param.alignment);              // one each at the worst
+    std::uint32_t element = xn * channels;
+    BicubicBlock* block = nullptr;
+    for (std::uint32_t x = xn; x < xt; ++x) {
+        const std::uint32_t tap = std::uint32_t(ix.data[x]) - channels;
+        for (std::uint32_t c = 0; c < channels; ++c, ++element) {
+            if (block == nullptr || element - block->dst >= BICUBIC_BLOCK ||
+                tap + c - block->src >= reach) {
+                block = &blocks.data[blockCount++];
+                std::memset(block, 0, sizeof(*block));
+                block->src = tap < lastWindow ? tap : lastWindow;
+                block->dst = element;
+            }
+            const std::uint32_t i = element - block->dst;
+            block->position[i] = std::uint8_t(tap + c - block->src);
+            for (std::uint32_t k = 0; k < TAPS; ++k) {
+                block->weights[k / 2][i][k % 2] = std::uint8_t(std::abs(ax.data[x * TAPS + k]));
+            }
+        }
+    }
+}
+
+void ResizerByteBicubic::ChooseRows() {
+    const std::uint32_t srcSize = param.srcWidth * param.channels;
+    const BicubicRows* const rows = vectorRows();
+    if (rows == nullptr || srcSize < BicubicRows::WINDOW[0] ||
+        param.dstWidth * param.channels < BicubicRows::BLEND_SIZE) {
+        return;
+    }
+    // The wider window where the narrow one does not fill a block.
+    const std::uint32_t reach =
+        TAPS * param.channels + BICUBIC_BLOCK * param.srcWidth / param.dstWidth;
+    const std::uint32_t wide =
+        reach > BicubicRows::WINDOW[0] && srcSize >= BicubicRows::WINDOW[1] ? 1 : 0;
+    CutIntoBlocks(BicubicRows::WINDOW[wide]);
+    sumBlocks = rows->sum[wide];
+    blendSums = rows->blend;
+}
+
 template <std::int32_t CHANNELS>
 void ResizerByteBicubic::RunChannels(const std::uint8_t* src,
                                      std::uint32_t srcStride,
@@ -161,6 +262,10 @@ void ResizerByteBicubic::RunChannels(const std::uint8_t* src,
                                      std::uint32_t dstStride) {
     if (iy.data == nullptr) {
         EstimateTaps();
+        ChooseRows();
+    }
+    if (blendSums != nullptr) {
+        return SumInVectors<CHANNELS>(src, srcStride, dst, dstStride);
     }
     // Rows that are hardly shared are not worth a pass of their own.
     if (4.0 * param.dstHeight <= param.srcHeight) {
@@ -175,9 +280,9 @@ void ResizerByteBicubic::SumDirectly(const std::uint8_t* src,
                                      std::uint32_t srcStride,
                                      std::uint8_t* dst,
                                      std::uint32_t dstStride) const {
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += dstStride) {
+    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
         const auto sourceRow = [&](std::int32_t tap) {
-            return src + clampRow(iy.data[y] + tap, param.srcHeight) * srcStride;
+            return src + clampRow(iy.data[y] + tap, param.srcHeight) * RowStep(srcStride);
         };
         const std::uint8_t* const rows[TAPS] = {sourceRow(-1), sourceRow(0), sourceRow(1),
                                                 sourceRow(2)};
@@ -208,27 +313,48 @@ void ResizerByteBicubic::SumThroughRing(const std::uint8_t* src,
     for (Array<std::int32_t>& row : bx) {
         row.Resize(size, param.alignment);
     }
-    const auto ringRow = [this](std::int32_t row) { return bx[std::uint32_t(row) % TAPS].data; };
-    const auto sumRow = [this](const std::uint8_t* row, std::int32_t* sums) {
-        const auto sumColumn = [&](std::uint32_t x, std::int32_t first, std::int32_t fourth) {
-            const Weights weights(ax.data, x);
-            const std::uint8_t* tap = row + ix.data[x];
-            for (std::int32_t c = 0; c < CHANNELS; ++c, ++tap) {
-                *sums++ = weights.sum(tap[first], tap[0], tap[CHANNELS], tap[fourth]);
-            }
+    const auto sumRow = [&](std::int32_t row, std::uint32_t place) {
+        const std::uint8_t* const line = src + clampRow(row, param.srcHeight) * RowStep(srcStride);
+        std::int32_t* const to = bx[place].data;
+        const auto visit = [&](std::uint32_t x, std::int32_t first, std::int32_t fourth) {
+            sumColumn<CHANNELS>(line + ix.data[x], Weights(ax.data, x), first, fourth, 0,
+                                to + x * CHANNELS);
         };
-        forEachColumn<CHANNELS>(xn, xt, param.dstWidth, sumColumn);
+        forEachColumn<CHANNELS>(xn, xt, param.dstWidth, visit);
     };
-
-    std::int32_t next = iy.data[0] - 1;
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += dstStride) {
-        const std::int32_t top = iy.data[y] - 1;
-        for (; next < top + std::int32_t(TAPS); ++next) {
-            sumRow(src + clampRow(next, param.srcHeight) * srcStride, ringRow(next));
-        }
-        blendRows(ringRow(top), ringRow(top + 1), ringRow(top + 2), ringRow(top + 3),
+    walkRows(iy, sumRow, [&](std::uint32_t y, const Places& places) {
+        blendRows(bx[places[0]].data, bx[places[1]].data, bx[places[2]].data, bx[places[3]].data,
                   Weights(ay.data, y), size, dst);
+        dst += RowStep(dstStride);
+    });
+}
+
+template <std::int32_t CHANNELS>
+void ResizerByteBicubic::SumInVectors(const std::uint8_t* src,
+                                      std::uint32_t srcStride,
+                                      std::uint8_t* dst,
+                                      std::uint32_t dstStride) {
+    const std::uint32_t size = param.dstWidth * CHANNELS;
+    for (Array<std::int16_t>& row : sums) {
+        row.Resize(size + BICUBIC_BLOCK, param.alignment);
     }
+    const auto sumRow = [&](std::int32_t row, std::uint32_t place) {
+        const std::uint8_t* const line = src + clampRow(row, param.srcHeight) * RowStep(srcStride);
+        std::int16_t* const to = sums[place].data;
+        const auto visit = [&](std::uint32_t x, std::int32_t first, std::int32_t fourth) {
+            sumColumn<CHANNELS>(line + ix.data[x], Weights(ax.data, x), first, fourth,
+                                BICUBIC_OFFSET, to + x * CHANNELS);
+        };
+        // The last block may write beyond its columns.
+        sumBlocks(line, CHANNELS, blocks.data, blockCount, to);
+        forEachEdgeColumn<CHANNELS>(xn, xt, param.dstWidth, visit);
+    };
+    walkRows(iy, sumRow, [&](std::uint32_t y, const Places& places) {
+        blendSums({sums[places[0]].data, sums[places[1]].data, sums[places[2]].data,
+                   sums[places[3]].data},
+                  ay.data + y * TAPS, size, dst);
+        dst += RowStep(dstStride);
+    });
 }
 
 }  // namespace Base

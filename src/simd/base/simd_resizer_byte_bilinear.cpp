@@ -13,6 +13,7 @@
 
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_tables.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
@@ -83,11 +84,11 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
         EstimateColumns();
     }
     const auto interpolate = [&](std::int32_t row, std::int32_t* sums) {
-        interpolateRow(src + std::size_t(row) * srcStride, ix.data, ax.data, ix.size,
-                       param.channels, sums);
+        interpolateRow(src + row * RowStep(srcStride), ix.data, ax.data, ix.size, param.channels,
+                       sums);
     };
     RowPair<std::int32_t*> rows = {bx[0].data, bx[1].data};
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += dstStride) {
+    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
         rows.moveTo(iy.data[y], interpolate);
         blendRows(rows.upper, rows.lower, ay.data[y], ix.size, dst);
     }

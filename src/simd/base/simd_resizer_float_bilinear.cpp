@@ -4,6 +4,7 @@
 
 #include "simd/simd_bilinear_rows.h"
 #include "simd/simd_resizer.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
@@ -19,8 +20,8 @@ void ResizerFloatBilinear::Run(const std::uint8_t* src,
                                std::uint32_t dstStride) {
     const void* const from = src;
     void* const to = dst;
-    Run(static_cast<const float*>(from), std::uint32_t(srcStride / sizeof(float)),
-        static_cast<float*>(to), std::uint32_t(dstStride / sizeof(float)));
+    Run(static_cast<const float*>(from), elementStride<float>(srcStride), static_cast<float*>(to),
+        elementStride<float>(dstStride));
 }
 
 void ResizerFloatBilinear::Run(const float* src,

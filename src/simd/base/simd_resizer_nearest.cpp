@@ -4,11 +4,15 @@
 // for the quotient (i src) / dst. Both are clamped to the source, because the product may be
 // rounded up to its size, or wrap.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
+#include "simd/simd_nearest_rows.h"
+#include "simd/simd_platform.h"
 #include "simd/simd_resizer.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
@@ -45,34 +49,76 @@ void estimate(std::uint32_t method, std::uint32_t src, std::uint32_t dst, std::u
     }
 }
 
-/// Copies the pixels of one row, whose size is known to the compiler.
+/// The pixels of a row that are copied one by one.
+struct PixelRange {
+    const std::uint32_t* offset;  // in the source row, by column
+    std::size_t begin;
+    std::size_t inner;  // behind the pixels before this column there is a byte in both rows
+    std::size_t end;
+    std::uint32_t size;
+};
+
+/// Copies pixels whose size is known to the compiler.
 template <std::uint32_t SIZE>
-void gatherRow(const std::uint8_t* __restrict src,
-               const std::uint32_t* __restrict offset,
-               std::uint32_t width,
-               std::uint32_t,
-               std::uint8_t* __restrict dst) {
-    for (std::size_t x = 0; x < width; ++x) {
+void copyPixels(const std::uint8_t* __restrict src,
+                const PixelRange& pixels,
+                std::uint8_t* __restrict dst) {
+    const std::uint32_t* __restrict offset = pixels.offset;
+    const std::size_t end = pixels.end;
+#pragma GCC unroll 4
+    for (std::size_t x = pixels.begin; x < end; ++x) {
         std::memcpy(dst + x * SIZE, src + offset[x], SIZE);
     }
 }
 
-void gatherRowOfAny(const std::uint8_t* __restrict src,
-                    const std::uint32_t* __restrict offset,
-                    std::uint32_t width,
-                    std::uint32_t size,
-                    std::uint8_t* __restrict dst) {
-    for (std::size_t x = 0; x < width; ++x) {
-        std::memcpy(dst + x * size, src + offset[x], size);
+/// Copies a fourth byte with a pixel where it can, which the next pixel then replaces.
+template <>
+void copyPixels<3>(const std::uint8_t* __restrict src,
+                   const PixelRange& pixels,
+                   std::uint8_t* __restrict dst) {
+    const std::uint32_t* __restrict offset = pixels.offset;
+    const std::size_t inner = pixels.inner;
+    std::size_t x = pixels.begin;
+#pragma GCC unroll 4
+    for (; x < inner; ++x) {
+        std::memcpy(dst + x * 3, src + offset[x], 4);
+    }
+    for (; x < pixels.end; ++x) {
+        std::memcpy(dst + x * 3, src + offset[x], 3);
     }
 }
 
-constexpr decltype(&gatherRowOfAny) GATHER_ROW[] = {
-    gatherRowOfAny, gatherRow<1>,   gatherRow<2>,   gatherRow<3>, gatherRow<4>,
-    gatherRowOfAny, gatherRow<6>,   gatherRowOfAny, gatherRow<8>, gatherRowOfAny,
-    gatherRowOfAny, gatherRowOfAny, gatherRow<12>};
+void copyPixelsOfAny(const std::uint8_t* __restrict src,
+                     const PixelRange& pixels,
+                     std::uint8_t* __restrict dst) {
+    for (std::size_t x = pixels.begin; x < pixels.end; ++x) {
+        std::memcpy(dst + x * pixels.size, src + pixels.offset[x], pixels.size);
+    }
+}
+
+constexpr decltype(&copyPixelsOfAny) COPY_PIXELS[] = {
+    copyPixelsOfAny, copyPixels<1>,   copyPixels<2>,   copyPixels<3>, copyPixels<4>,
+    copyPixelsOfAny, copyPixels<6>,   copyPixelsOfAny, copyPixels<8>, copyPixelsOfAny,
+    copyPixelsOfAny, copyPixelsOfAny, copyPixels<12>};
 
 constexpr std::uint32_t LARGEST_FIXED_SIZE = 12;
+
+constexpr std::uint8_t NOWHERE = 0xFF;  // a position outside of all windows
+
+/// Row functions in vectors; null where the processor has none.
+const NearestRows* vectorRows() {
+#ifdef TAVO_NEON
+    if (Neon::Enable) {
+        return &Neon::NearestVectors;
+    }
+#endif
+#ifdef TAVO_AVX2
+    if (Avx2::Enable) {
+        return &Avx2::NearestVectors;
+    }
+#endif
+    return nullptr;
+}
 
 }  // namespace
 
@@ -91,16 +137,107 @@ void ResizerNearest::EstimateIndices() {
     }
 }
 
+bool ResizerNearest::TakesEverySecond() const {
+    for (std::uint32_t x = 0; x < ix.size; ++x) {
+        if (ix.data[x] != (2 * x + 1) * pixelSize) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
+    const std::uint32_t size = param.dstWidth * pixelSize;
+    const std::uint32_t lastWindow = param.srcWidth * pixelSize - window;
+    NearestBlock* block = nullptr;
+    std::uint32_t to = 0;
+    for (blockPixels = 0; blockPixels < param.dstWidth; ++blockPixels) {
+        const std::uint32_t pixel = ix.data[blockPixels];
+        for (std::uint32_t i = 0; i < pixelSize; ++i, ++to) {
+            if (block == nullptr || to - block->dst >= NEAREST_BLOCK ||
+                pixel + i - block->src >= window) {
+                if (to + NEAREST_BLOCK > size) {
+                    return true;
+                }
+                if (blockCount == blocks.size) {
+                    return false;
+                }
+                block = &blocks.data[blockCount++];
+                // From a pixel's first byte on, to which a repeated pixel comes back.
+                block->src = pixel < lastWindow ? pixel : lastWindow;
+                block->dst = to;
+                std::memset(block->position, NOWHERE, NEAREST_BLOCK);
+            }
+            block->position[to - block->dst] = std::uint8_t(pixel + i - block->src);
+        }
+    }
+    return true;
+}
+
+void ResizerNearest::ChooseRows() {
+    const NearestRows* const rows = vectorRows();
+    if (rows == nullptr) {
+        return;
+    }
+    if (pixelSize <= NearestRows::HALVE_SIZE && param.dstWidth >= rows->halveWidth &&
+        rows->halve[pixelSize - 1] != nullptr && TakesEverySecond()) {
+        halve = rows->halve[pixelSize - 1];
+        return;
+    }
+    // The window whose blocks are quickest, if any are quicker than copies.
+    const float step = float(param.srcWidth) / float(param.dstWidth);
+    const auto size = float(pixelSize);
+    float least = 1.0f;
+    std::uint32_t best = 0;
+    for (std::uint32_t i = 0; i < NearestRows::WINDOWS; ++i) {
+        const std::uint32_t window = NearestRows::WINDOW[i];
+        if (window >= pixelSize && window <= param.srcWidth * pixelSize) {
+            const float reached = 1.0f + float(window - pixelSize) / (step * size);
+            const float pixels = std::min(reached, float(NEAREST_BLOCK) / size);
+            const float cost = float(rows->cost[i]) / pixels;
+            best = cost < least ? i : best;
+            least = std::min(least, cost);
+        }
+    }
+    if (least < 1.0f) {
+        blocks.Resize(param.dstWidth / rows->cost[best], param.alignment);
+        if (CutIntoBlocks(NearestRows::WINDOW[best])) {
+            gather = rows->gather[best];
+            return;
+        }
+    }
+    blockCount = blockPixels = 0;
+    blocks.Resize(0);
+}
+
 void ResizerNearest::Run(const std::uint8_t* src,
                          std::uint32_t srcStride,
                          std::uint8_t* dst,
                          std::uint32_t dstStride) {
     if (pixelSize == 0) {
         EstimateIndices();
+        ChooseRows();
     }
-    const auto gather = pixelSize <= LARGEST_FIXED_SIZE ? GATHER_ROW[pixelSize] : gatherRowOfAny;
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += dstStride) {
-        gather(src + std::size_t{iy.data[y]} * srcStride, ix.data, param.dstWidth, pixelSize, dst);
+    const std::uint32_t width = param.dstWidth;
+    const std::uint32_t lastPixel = (param.srcWidth - 1) * pixelSize;
+    const std::uint32_t* const inner = std::find(ix.data, ix.data + width - 1, lastPixel);
+    const PixelRange pixels = {ix.data, blockPixels, std::size_t(inner - ix.data), width,
+                               pixelSize};
+    const auto copy = pixelSize <= LARGEST_FIXED_SIZE ? COPY_PIXELS[pixelSize] : copyPixelsOfAny;
+    const std::uint8_t* previous = nullptr;
+    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
+        const std::uint8_t* const row = src + std::ptrdiff_t(iy.data[y]) * RowStep(srcStride);
+        if (y != 0 && iy.data[y] == iy.data[y - 1]) {
+            std::memcpy(dst, previous, std::size_t{width} * pixelSize);
+        } else if (halve != nullptr) {
+            halve(row, width, dst);
+        } else {
+            if (blockCount != 0) {
+                gather(row, blocks.data, blockCount, dst);
+            }
+            copy(row, pixels, dst);
+        }
+        previous = dst;
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include "simd/simd_bilinear_rows.h"
 #include "simd/simd_resizer.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
@@ -25,8 +26,8 @@ void ResizerShortBilinear::Run(const std::uint8_t* src,
                                std::uint32_t dstStride) {
     const void* const from = src;
     void* const to = dst;
-    Run(static_cast<const std::uint16_t*>(from), std::uint32_t(srcStride / sizeof(std::uint16_t)),
-        static_cast<std::uint16_t*>(to), std::uint32_t(dstStride / sizeof(std::uint16_t)));
+    Run(static_cast<const std::uint16_t*>(from), elementStride<std::uint16_t>(srcStride),
+        static_cast<std::uint16_t*>(to), elementStride<std::uint16_t>(dstStride));
 }
 
 void ResizerShortBilinear::Run(const std::uint16_t* src,

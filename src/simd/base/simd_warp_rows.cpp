@@ -165,7 +165,7 @@ void Nearest<CHANNELS>::warp(std::int32_t column, std::uint32_t size) const {
     const std::int32_t* __restrict offset = block.offset;
     const std::uint8_t* __restrict from = src;
     std::uint8_t* __restrict to = dst + bytesOf<CHANNELS>(column);
-#pragma GCC unroll 4
+#pragma GCC unroll 8
     for (std::size_t i = 0; i < size; ++i) {
         copy<CHANNELS>(from + offset[i], to + i * CHANNELS);
     }

@@ -10,30 +10,22 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Base {
 namespace {
 
 struct PlanarArithmetic {
-    static constexpr int SHIFT = 13;
-    static constexpr int Y = 9535;
-    static constexpr int U_TO_BLUE = 16531;
-    static constexpr int U_TO_GREEN = -3203;
-    static constexpr int V_TO_GREEN = -6660;
-    static constexpr int V_TO_RED = 13074;
-    static int luma(int y) { return y - 16; }
+    static constexpr YuvWeights WEIGHTS = PLANAR_TO_BGR;
+    static int luma(int y) { return y - LUMA_OFFSET; }
 };
 
 struct Nv12Arithmetic {
-    static constexpr int SHIFT = 8;
-    static constexpr int Y = 298;
-    static constexpr int U_TO_BLUE = 516;
-    static constexpr int U_TO_GREEN = -100;
-    static constexpr int V_TO_GREEN = -208;
-    static constexpr int V_TO_RED = 409;
-    static int luma(int y) { return y > 16 ? y - 16 : 0; }
+    static constexpr YuvWeights WEIGHTS = NV12_TO_BGR;
+    static int luma(int y) { return y > LUMA_OFFSET ? y - LUMA_OFFSET : 0; }
 };
 
 /// What a chroma sample adds to each channel.
@@ -45,16 +37,16 @@ struct ChromaTerms {
 
 template <class Arithmetic>
 inline ChromaTerms chromaTerms(int u, int v) {
-    u -= 128;
-    v -= 128;
-    return {Arithmetic::U_TO_BLUE * u, Arithmetic::U_TO_GREEN * u + Arithmetic::V_TO_GREEN * v,
-            Arithmetic::V_TO_RED * v};
+    constexpr YuvWeights W = Arithmetic::WEIGHTS;
+    u -= CHROMA_OFFSET;
+    v -= CHROMA_OFFSET;
+    return {W.uToBlue * u, W.uToGreen * u + W.vToGreen * v, W.vToRed * v};
 }
 
 template <class Arithmetic>
 inline std::uint8_t toByte(int sum) {
-    constexpr int HALF = 1 << (Arithmetic::SHIFT - 1);
-    const int value = (sum + HALF) >> Arithmetic::SHIFT;
+    constexpr int SHIFT = Arithmetic::WEIGHTS.shift;
+    const int value = (sum + (1 << (SHIFT - 1))) >> SHIFT;
     const int atLeast0 = value < 0 ? 0 : value;
     return std::uint8_t(atLeast0 > 255 ? 255 : atLeast0);
 }
@@ -64,7 +56,7 @@ inline std::uint8_t toByte(int sum) {
 template <class Arithmetic, int BLUE, int COUNT>
 inline void storePixels(const std::uint8_t* y, const ChromaTerms& chroma, std::uint8_t* dst) {
     for (int i = 0; i < COUNT; ++i) {
-        const int yy = Arithmetic::Y * Arithmetic::luma(y[i]);
+        const int yy = Arithmetic::WEIGHTS.y * Arithmetic::luma(y[i]);
         dst[3 * i + BLUE] = toByte<Arithmetic>(yy + chroma.blue);
         dst[3 * i + 1] = toByte<Arithmetic>(yy + chroma.green);
         dst[3 * i + 2 - BLUE] = toByte<Arithmetic>(yy + chroma.red);
@@ -94,15 +86,15 @@ inline void convertRows(const std::uint8_t* __restrict upperY,
 /// rows that a sample would serve in part only are left alone.
 template <class Arithmetic, int BLUE, int ACROSS, int DOWN, int STEP = 1>
 void convert(const std::uint8_t* y,
-             std::ptrdiff_t yStride,
+             RowStep yStride,
              const std::uint8_t* u,
-             std::ptrdiff_t uStride,
+             RowStep uStride,
              const std::uint8_t* v,
-             std::ptrdiff_t vStride,
+             RowStep vStride,
              std::uint32_t width,
              std::uint32_t height,
              std::uint8_t* dst,
-             std::ptrdiff_t dstStride) {
+             RowStep dstStride) {
     const std::ptrdiff_t samples = std::ptrdiff_t(width / ACROSS);
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
         convertRows<Arithmetic, BLUE, ACROSS, DOWN, STEP>(y, DOWN == 2 ? y + yStride : nullptr, u,
@@ -198,8 +190,9 @@ void Nv12ToBgr(const std::uint8_t* y,
         return;
     }
     const std::uint32_t columns = std::uint32_t(width) / 8 * 8;
-    convert<Nv12Arithmetic, 0, 2, 2, 2>(y, stride, uv, stride, uv + 1, stride, columns,
-                                        std::uint32_t(height), bgr, bgrStride);
+    const std::ptrdiff_t step = stride;
+    convert<Nv12Arithmetic, 0, 2, 2, 2>(y, step, uv, step, uv + 1, step, columns,
+                                        std::uint32_t(height), bgr, std::ptrdiff_t(bgrStride));
 }
 
 }  // namespace Base

@@ -4,6 +4,8 @@
 
 #ifdef __ARM_NEON
 #include <arm_neon.h>
+
+#include "simd/neon/simd_addresses.h"
 #endif
 
 namespace Simd {
@@ -24,11 +26,12 @@ void positionVectors(const WarpAxis& axis,
     const float32x4_t start = vdupq_n_f32(axis.start);
     const float32x4_t shift = vdupq_n_f32(axis.shift);
     int32x4_t x = vaddq_s32(vdupq_n_s32(column), vld1q_s32(FIRST));
-    for (std::uint32_t i = 0; i < size; i += 8) {
-        const int32x4_t next = vaddq_s32(x, vdupq_n_s32(4));
-        vst1q_f32(out + i, vaddq_f32(vfmaq_f32(start, vcvtq_f32_s32(x), slope), shift));
-        vst1q_f32(out + i + 4, vaddq_f32(vfmaq_f32(start, vcvtq_f32_s32(next), slope), shift));
-        x = vaddq_s32(x, vdupq_n_s32(8));
+    for (std::uint32_t blocks = (size + 15) / 16; blocks != 0; --blocks) {
+        for (int i = 0; i < 4; ++i) {
+            vst1q_f32(out, vaddq_f32(vfmaq_f32(start, vcvtq_f32_s32(x), slope), shift));
+            out = Neon::moved(out, 4);
+            x = vaddq_s32(x, vdupq_n_s32(4));
+        }
     }
 }
 

@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_kernels.h"
 
@@ -96,20 +97,20 @@ struct PairSums {
 
 /// 16 pixels of DOWN rows, a chroma sample for two columns.
 template <int DOWN>
-inline void convertPairs(const std::uint8_t* bgr,
-                         std::ptrdiff_t bgrStride,
-                         std::uint8_t* y,
-                         std::ptrdiff_t yStride,
-                         std::uint8_t* u,
-                         std::uint8_t* v) {
-    uint8x16x3_t row = vld3q_u8(bgr);
-    vst1q_u8(y, lumaOf(row));
+inline void convertPairs(const std::uint8_t*& bgr,
+                         const std::uint8_t*& nextBgr,
+                         std::uint8_t*& y,
+                         std::uint8_t*& nextY,
+                         std::uint8_t*& u,
+                         std::uint8_t*& v) {
+    uint8x16x3_t row = takePixels(bgr);
+    put(y, lumaOf(row));
     scheduleInOrder();
     PairSums sums = {vpaddlq_u8(row.val[0]), vpaddlq_u8(row.val[1]), vpaddlq_u8(row.val[2])};
     Chroma chroma;
-    if (DOWN == 2) {
-        row = vld3q_u8(bgr + bgrStride);
-        vst1q_u8(y + yStride, lumaOf(row));
+    if constexpr (DOWN == 2) {
+        row = takePixels(nextBgr);
+        put(nextY, lumaOf(row));
         scheduleInOrder();
         chroma = chromaOf(vrshrn_n_u16(vpadalq_u8(sums.b, row.val[0]), 2),
                           vrshrn_n_u16(vpadalq_u8(sums.g, row.val[1]), 2),
@@ -118,57 +119,98 @@ inline void convertPairs(const std::uint8_t* bgr,
         chroma =
             chromaOf(vrshrn_n_u16(sums.b, 1), vrshrn_n_u16(sums.g, 1), vrshrn_n_u16(sums.r, 1));
     }
-    vst1_u8(u, chroma.u);
-    vst1_u8(v, chroma.v);
+    put(u, chroma.u);
+    put(v, chroma.v);
     scheduleInOrder();
 }
 
+/// DOWN rows that give one row of chroma; @p columns is at least a block.
+template <int DOWN>
+inline void convertRows(const std::uint8_t* bgr,
+                        std::ptrdiff_t bgrStride,
+                        std::size_t columns,
+                        std::uint8_t* y,
+                        std::ptrdiff_t yStride,
+                        std::uint8_t* u,
+                        std::uint8_t* v) {
+    const std::uint8_t* nextBgr = bgr + bgrStride;
+    std::uint8_t* nextY = y + yStride;
+    for (std::size_t blocks = columns / PAIRS_BLOCK; blocks != 0; --blocks) {
+        __builtin_prefetch(bgr + PREFETCH_DISTANCE);
+        advance(bgr, 0);
+        if constexpr (DOWN == 2) {
+            __builtin_prefetch(nextBgr + PREFETCH_DISTANCE);
+            advance(nextBgr, 0);
+        }
+        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
+        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
+    }
+    // What remains is narrower than a block, so the last block overlaps the one before.
+    if (const std::size_t rest = columns % PAIRS_BLOCK) {
+        const std::size_t back = PAIRS_BLOCK - rest;
+        bgr -= 3 * back;
+        nextBgr -= 3 * back;
+        y -= back;
+        nextY -= back;
+        u -= back / 2;
+        v -= back / 2;
+        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
+        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
+    }
+}
+
+/// A chroma sample is made of two columns of DOWN rows.
+template <int DOWN>
+void convertSubsampled(const std::uint8_t* bgr,
+                       std::uint32_t width,
+                       std::uint32_t height,
+                       std::ptrdiff_t bgrStride,
+                       std::uint8_t* y,
+                       std::ptrdiff_t yStride,
+                       std::uint8_t* u,
+                       std::ptrdiff_t uStride,
+                       std::uint8_t* v,
+                       std::ptrdiff_t vStride) {
+    for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
+        convertRows<DOWN>(bgr, bgrStride, width / 2 * 2, y, yStride, u, v);
+        bgr += DOWN * bgrStride;
+        y += DOWN * yStride;
+        u += uStride;
+        v += vStride;
+    }
+}
+
 /// 16 pixels, each with a chroma sample of its own.
-inline void convertBlock444(const std::uint8_t* bgr,
-                            std::uint8_t* y,
-                            std::uint8_t* u,
-                            std::uint8_t* v) {
-    __builtin_prefetch(bgr + PREFETCH_DISTANCE);
-    uint8x16x3_t row = vld3q_u8(bgr);
-    vst1q_u8(y, lumaOf(row));
+inline void convertBlock444(const std::uint8_t*& bgr,
+                            std::uint8_t*& y,
+                            std::uint8_t*& u,
+                            std::uint8_t*& v) {
+    uint8x16x3_t row = takePixels(bgr);
+    put(y, lumaOf(row));
     scheduleInOrder();
     Chroma left =
         chromaOf(vget_low_u8(row.val[0]), vget_low_u8(row.val[1]), vget_low_u8(row.val[2]));
     scheduleInOrder();
     Chroma right =
         chromaOf(vget_high_u8(row.val[0]), vget_high_u8(row.val[1]), vget_high_u8(row.val[2]));
-    vst1q_u8(u, join<uint8x16_t>(left.u, right.u));
-    vst1q_u8(v, join<uint8x16_t>(left.v, right.v));
+    put(u, join<uint8x16_t>(left.u, right.u));
+    put(v, join<uint8x16_t>(left.v, right.v));
 }
 
-/// A chroma sample is made of two columns of DOWN rows.
-template <int DOWN>
-void convertSubsampled(const std::uint8_t* __restrict bgr,
-                       std::uint32_t width,
-                       std::uint32_t height,
-                       std::ptrdiff_t bgrStride,
-                       std::uint8_t* __restrict y,
-                       std::ptrdiff_t yStride,
-                       std::uint8_t* __restrict u,
-                       std::ptrdiff_t uStride,
-                       std::uint8_t* __restrict v,
-                       std::ptrdiff_t vStride) {
-    const std::size_t columns = width / 2 * 2;
-    for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
-        for (std::size_t i = 0; i < columns; i += PAIRS_BLOCK) {
-            const std::size_t x = blockStart(i, PAIRS_BLOCK, columns);
-            const std::uint8_t* block = bgr + 3 * x;
-            for (int row = 0; row < DOWN; ++row) {
-                __builtin_prefetch(block + row * bgrStride + PREFETCH_DISTANCE);
-            }
-            convertPairs<DOWN>(block, bgrStride, y + x, yStride, u + x / 2, v + x / 2);
-            convertPairs<DOWN>(block + 48, bgrStride, y + x + 16, yStride, u + x / 2 + 8,
-                               v + x / 2 + 8);
-        }
-        bgr += DOWN * bgrStride;
-        y += DOWN * yStride;
-        u += uStride;
-        v += vStride;
+inline void convertRow444(
+    const std::uint8_t* bgr, std::size_t width, std::uint8_t* y, std::uint8_t* u, std::uint8_t* v) {
+    for (std::size_t blocks = width / A; blocks != 0; --blocks) {
+        __builtin_prefetch(bgr + PREFETCH_DISTANCE);
+        advance(bgr, 0);
+        convertBlock444(bgr, y, u, v);
+    }
+    if (const std::size_t rest = width % A) {
+        const std::size_t back = A - rest;
+        bgr -= 3 * back;
+        y -= back;
+        u -= back;
+        v -= back;
+        convertBlock444(bgr, y, u, v);
     }
 }
 
@@ -211,10 +253,7 @@ void BgrToYuv444p(const std::uint8_t* bgr,
                   std::uint8_t* v,
                   std::uint32_t vStride) {
     for (; height != 0; --height) {
-        for (std::size_t i = 0; i < width; i += A) {
-            const std::size_t x = blockStart(i, A, width);
-            convertBlock444(bgr + 3 * x, y + x, u + x, v + x);
-        }
+        convertRow444(bgr, width, y, u, v);
         bgr += bgrStride;
         y += yStride;
         u += uStride;

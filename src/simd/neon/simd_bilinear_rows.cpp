@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/neon/simd_addresses.h"
+#include "simd/neon/simd_vectors.h"
 #include "simd/simd_bilinear_rows.h"
 
 namespace Simd {
@@ -153,11 +155,86 @@ void sample(const T* __restrict upper,
     FusedRows<T>().sample(upper, lower, step, ix + done, ax + done, ay, size - done, dst + done);
 }
 
+/// What vectors do not take of a halved row.
+inline void finishHalves(
+    const float* upper, const float* lower, std::uint32_t step, std::uint32_t size, float* dst) {
+    for (std::uint32_t i = wholeVectors(size); i < size; ++i) {
+        const std::int32_t index = std::int32_t(2 * (i - i % step) + i % step);
+        const float weight = 0.5f;
+        FusedRows<float>().sample(upper, lower, step, &index, &weight, weight, 1, dst + i);
+    }
+}
+
+inline float32x4_t mean(float32x4_t a, float32x4_t b) {
+    return mix(a, b, vdupq_n_f32(0.5f));
+}
+
+inline float32x4_t meansOfPairs(const float* src) {
+    const float32x4x2_t pairs = vld2q_f32(src);
+    return mean(pairs.val[0], pairs.val[1]);
+}
+
+void halveGray(const float* __restrict upper,
+               const float* __restrict lower,
+               std::uint32_t width,
+               float* __restrict dst) {
+    finishHalves(upper, lower, 1, width, dst);
+    const auto next = [&] {
+        vst1q_f32(dst, mean(meansOfPairs(upper), meansOfPairs(lower)));
+        upper = moved(upper, 2 * VECTOR);
+        lower = moved(lower, 2 * VECTOR);
+        dst = moved(dst, VECTOR);
+    };
+    for (std::uint32_t i = width / UNROLL; i != 0; --i) {
+        next();
+        next();
+        next();
+        next();
+    }
+    for (std::uint32_t i = width % UNROLL / VECTOR; i != 0; --i) {
+        next();
+    }
+}
+
+inline float32x4x3_t meansOfPixelPairs(const float* src) {
+    const float32x4x3_t first = vld3q_f32(src);
+    const float32x4x3_t second = vld3q_f32(src + 3 * VECTOR);
+    const float32x4x2_t blue = vuzpq_f32(first.val[0], second.val[0]);
+    const float32x4x2_t green = vuzpq_f32(first.val[1], second.val[1]);
+    const float32x4x2_t red = vuzpq_f32(first.val[2], second.val[2]);
+    return {{mean(blue.val[0], blue.val[1]), mean(green.val[0], green.val[1]),
+             mean(red.val[0], red.val[1])}};
+}
+
+inline void halveBgrVector(const float* upper, const float* lower, float* dst) {
+    const float32x4x3_t above = meansOfPixelPairs(upper);
+    scheduleInOrder();
+    const float32x4x3_t below = meansOfPixelPairs(lower);
+    vst3q_f32(dst, {{mean(above.val[0], below.val[0]), mean(above.val[1], below.val[1]),
+                     mean(above.val[2], below.val[2])}});
+}
+
+void halveBgr(const float* __restrict upper,
+              const float* __restrict lower,
+              std::uint32_t width,
+              float* __restrict dst) {
+    std::uint32_t x = 0;
+    for (; x + VECTOR <= width; x += VECTOR) {
+        halveBgrVector(upper + 6 * x, lower + 6 * x, dst + 3 * x);
+    }
+    if (x < width) {
+        x = width - VECTOR;
+        halveBgrVector(upper + 6 * x, lower + 6 * x, dst + 3 * x);
+    }
+    finishHalves(upper, lower, 3, 3 * width, dst);
+}
+
 }  // namespace
 
 const BilinearRows<float> FloatRows = {interpolate<float>, blend<float>, sample<float>};
 const BilinearRows<std::uint16_t> ShortRows = {interpolate<std::uint16_t>, blend<std::uint16_t>,
                                                sample<std::uint16_t>};
+HalveFloats* const FloatHalves[] = {halveGray, nullptr, halveBgr, nullptr};
 
 }  // namespace Neon
 }  // namespace Simd

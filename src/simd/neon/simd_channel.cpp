@@ -1,12 +1,14 @@
 // Bytes moved between interleaved pixels and planes, and the gray of BGR pixels.
 //
-// Gray is exact with products of bytes: each 14-bit weight is split into its high and low byte,
-// w = 256 hi + lo, so that with H = sum(hi c) and L = sum(lo c)
+// The weights of gray sum to 2^14, so that it is a chain of means: with floors in between,
 //
-//     (256 H + L + 8192) >> 14  =  (H + (L >> 8) + 32) >> 6
+//     q = (12 b + g + 3 r) >> 4          four means of two bytes
+//     z = (116 b + 89 g + 50 r + q) >> 8
+//     x = (z + r) >> 1                   weights sum to 2^13
+//     gray = (x + g + 1) >> 1
 //
-// The low bytes sum to 256 and the high ones to 63: L <= 65280 and H + (L >> 8) <= 16320, both
-// within 16 bits.
+// and a floor of a sum does not change when integers are added after a floor. The weights of z sum
+// to 256, so it stays within 16 bits.
 
 #include <arm_neon.h>
 
@@ -14,18 +16,16 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "simd/neon/simd_streams.h"
+#include "simd/neon/simd_vectors.h"
 #include "simd/simd_kernels.h"
 
 namespace Simd {
 namespace Neon {
 namespace {
 
-constexpr std::uint32_t BLOCK = A;              // pixels
-constexpr std::size_t PREFETCH_DISTANCE = 384;  // bytes ahead of a block
-
-constexpr std::uint32_t BLUE_TO_GRAY = 1868;
-constexpr std::uint32_t GREEN_TO_GRAY = 9617;
-constexpr std::uint32_t RED_TO_GRAY = 4899;
+constexpr std::uint32_t BLOCK = A;         // pixels
+constexpr std::uint32_t TURN = 4 * BLOCK;  // of the unrolled loop
 
 /// An image that is walked through, row by row and block by block; `Byte` is const when it is only
 /// read.
@@ -40,58 +40,78 @@ using Source = Image<PIXEL_BYTES, const std::uint8_t>;
 template <std::size_t PIXEL_BYTES>
 using Target = Image<PIXEL_BYTES, std::uint8_t>;
 
-// Only along interleaved data: a block of a plane is so short that asking for every one costs more
+// Only along interleaved data: a turn of a plane is so short that asking for every one costs more
 // than it brings.
 template <std::size_t PIXEL_BYTES, class Byte>
-inline void prefetch(Image<PIXEL_BYTES, Byte> image) {
+inline void prefetch(Image<PIXEL_BYTES, Byte>& image) {
     if constexpr (std::is_const_v<Byte> && PIXEL_BYTES > 1) {
         __builtin_prefetch(image.position + PREFETCH_DISTANCE);
     }
+    advance(image.position, 0);
 }
+
+/// Vectors that a kernel is to do at once. Two hide the time that loads take.
+template <int VECTORS>
+using Count = std::integral_constant<int, VECTORS>;
 
 template <class Kernel, std::size_t... PIXEL_BYTES, class... Byte>
-inline void processRow(std::uint32_t width, Kernel kernel, Image<PIXEL_BYTES, Byte>... image) {
-#pragma GCC unroll 2
-    for (std::uint32_t blocks = width / BLOCK; blocks != 0; --blocks) {
+inline void processRow(std::size_t width, Kernel kernel, Image<PIXEL_BYTES, Byte>... image) {
+    for (std::size_t turns = width / TURN; turns != 0; --turns) {
         (prefetch(image), ...);
-        kernel(image.position...);
-        ((image.position += PIXEL_BYTES * BLOCK), ...);
+        kernel(Count<2>(), image.position...);
+        kernel(Count<2>(), image.position...);
+    }
+#pragma GCC unroll 1
+    for (std::size_t blocks = width % TURN / BLOCK; blocks != 0; --blocks) {
+        kernel(Count<1>(), image.position...);
     }
     // What remains is narrower than a block, so the last block overlaps the one before.
-    if (const std::uint32_t rest = width % BLOCK) {
+    if (const std::size_t rest = width % BLOCK) {
         ((image.position -= PIXEL_BYTES * (BLOCK - rest)), ...);
-        kernel(image.position...);
+        kernel(Count<1>(), image.position...);
     }
 }
 
-/// Runs @p kernel on blocks of 16 pixels of all images, which are at least one block wide.
-template <class Kernel, class... Image>
-inline void process(std::uint32_t width, std::uint32_t height, Kernel kernel, Image... image) {
+/// Runs @p kernel on blocks of 16 pixels of all images, which are at least one block wide. The
+/// kernel moves the positions on.
+template <class Kernel, std::size_t... PIXEL_BYTES, class... Byte>
+inline void process(std::size_t width,
+                    std::size_t height,
+                    Kernel kernel,
+                    Image<PIXEL_BYTES, Byte>... image) {
+    if (((image.stride == PIXEL_BYTES * width) && ...)) {
+        // Rows without padding are one long row.
+        width *= height;
+        height = std::size_t(width != 0);
+    }
     for (; height != 0; --height) {
         processRow(width, kernel, image...);
         ((image.position += image.stride), ...);
     }
 }
 
-inline uint8x8x3_t lowHalf(uint8x16x3_t v) {
-    return {{vget_low_u8(v.val[0]), vget_low_u8(v.val[1]), vget_low_u8(v.val[2])}};
+/// z above, in the high bytes.
+inline uint16x8_t weigh(uint8x8_t b, uint8x8_t g, uint8x8_t r, uint8x8_t q) {
+    const uint16x8_t blue = vmull_u8(b, vdup_n_u8(116));
+    const uint16x8_t blueGreen = vmlal_u8(blue, g, vdup_n_u8(89));
+    return vaddw_u8(vmlal_u8(blueGreen, r, vdup_n_u8(50)), q);
 }
 
-inline uint8x8x3_t highHalf(uint8x16x3_t v) {
-    return {{vget_high_u8(v.val[0]), vget_high_u8(v.val[1]), vget_high_u8(v.val[2])}};
+/// x and g above.
+inline uint8x16x2_t grayTerms(uint8x16x3_t bgr) {
+    const uint8x16_t b = bgr.val[0];
+    const uint8x16_t g = bgr.val[1];
+    const uint8x16_t r = bgr.val[2];
+    const uint8x16_t q = vhaddq_u8(vhaddq_u8(vhaddq_u8(vhaddq_u8(g, r), r), b), b);
+    const uint16x8_t left = weigh(vget_low_u8(b), vget_low_u8(g), vget_low_u8(r), vget_low_u8(q));
+    const uint16x8_t right =
+        weigh(vget_high_u8(b), vget_high_u8(g), vget_high_u8(r), vget_high_u8(q));
+    const uint8x16_t z = vuzpq_u8(vreinterpretq_u8_u16(left), vreinterpretq_u8_u16(right)).val[1];
+    return {{vhaddq_u8(z, r), g}};
 }
 
-/// The sum of the channels, each with a byte of its weight.
-inline uint16x8_t weigh(uint8x8x3_t bgr, std::uint8_t b, std::uint8_t g, std::uint8_t r) {
-    const uint16x8_t blue = vmull_u8(bgr.val[0], vdup_n_u8(b));
-    const uint16x8_t blueGreen = vmlal_u8(blue, bgr.val[1], vdup_n_u8(g));
-    return vmlal_u8(blueGreen, bgr.val[2], vdup_n_u8(r));
-}
-
-inline uint8x8_t grayOf(uint8x8x3_t bgr) {
-    const uint16x8_t high = weigh(bgr, BLUE_TO_GRAY >> 8, GREEN_TO_GRAY >> 8, RED_TO_GRAY >> 8);
-    const uint16x8_t low = weigh(bgr, BLUE_TO_GRAY & 255, GREEN_TO_GRAY & 255, RED_TO_GRAY & 255);
-    return vrshrn_n_u16(vsraq_n_u16(high, low, 8), 6);
+inline uint8x16_t roundedMean(uint8x16x2_t terms) {
+    return vrhaddq_u8(terms.val[0], terms.val[1]);
 }
 
 }  // namespace
@@ -102,9 +122,19 @@ void BgrToGray(const std::uint8_t* bgr,
                std::uint32_t bgrStride,
                std::uint8_t* gray,
                std::uint32_t grayStride) {
-    const auto kernel = [](const std::uint8_t* __restrict src, std::uint8_t* __restrict dst) {
-        const uint8x16x3_t pixels = vld3q_u8(src);
-        vst1q_u8(dst, vcombine_u8(grayOf(lowHalf(pixels)), grayOf(highHalf(pixels))));
+    const auto kernel = [](auto count, const std::uint8_t*& src, std::uint8_t*& dst) {
+        uint8x16x2_t terms[count];
+        for (uint8x16x2_t& each : terms) {
+            each = grayTerms(takePixels(src));
+            scheduleInOrder();
+        }
+        if constexpr (count == 2) {
+            // Late, so that the two means come into being where the store wants them.
+            put(dst, uint8x16x2_t{{roundedMean(terms[0]), roundedMean(terms[1])}});
+        } else {
+            put(dst, roundedMean(terms[0]));
+        }
+        scheduleInOrder();
     };
     process(width, height, kernel, Source<3>{bgr, bgrStride}, Target<1>{gray, grayStride});
 }
@@ -115,10 +145,11 @@ void GrayToBgr(const std::uint8_t* gray,
                std::uint32_t grayStride,
                std::uint8_t* bgr,
                std::uint32_t bgrStride) {
-    const auto kernel = [](const std::uint8_t* __restrict src, std::uint8_t* __restrict dst) {
-        const uint8x16_t value = vld1q_u8(src);
-        const uint8x16x3_t pixels = {{value, value, value}};
-        vst3q_u8(dst, pixels);
+    const auto kernel = [](auto count, const std::uint8_t*& src, std::uint8_t*& dst) {
+        for (int i = 0; i < count; ++i) {
+            const uint8x16_t value = take(src);
+            putPixels(dst, {{value, value, value}});
+        }
     };
     process(width, height, kernel, Source<1>{gray, grayStride}, Target<3>{bgr, bgrStride});
 }
@@ -129,10 +160,11 @@ void BgrToRgb(const std::uint8_t* src,
               std::uint32_t srcStride,
               std::uint8_t* dst,
               std::uint32_t dstStride) {
-    const auto kernel = [](const std::uint8_t* __restrict bgr, std::uint8_t* __restrict rgb) {
-        const uint8x16x3_t pixels = vld3q_u8(bgr);
-        const uint8x16x3_t swapped = {{pixels.val[2], pixels.val[1], pixels.val[0]}};
-        vst3q_u8(rgb, swapped);
+    const auto kernel = [](auto count, const std::uint8_t*& bgr, std::uint8_t*& rgb) {
+        for (int i = 0; i < count; ++i) {
+            const uint8x16x3_t pixels = takePixels(bgr);
+            putPixels(rgb, {{pixels.val[2], pixels.val[1], pixels.val[0]}});
+        }
     };
     process(width, height, kernel, Source<3>{src, srcStride}, Target<3>{dst, dstStride});
 }
@@ -147,12 +179,17 @@ void DeinterleaveBgr(const std::uint8_t* bgr,
                      std::uint32_t gStride,
                      std::uint8_t* r,
                      std::uint32_t rStride) {
-    const auto kernel = [](const std::uint8_t* __restrict src, std::uint8_t* __restrict dst0,
-                           std::uint8_t* __restrict dst1, std::uint8_t* __restrict dst2) {
-        const uint8x16x3_t pixels = vld3q_u8(src);
-        vst1q_u8(dst0, pixels.val[0]);
-        vst1q_u8(dst1, pixels.val[1]);
-        vst1q_u8(dst2, pixels.val[2]);
+    const auto kernel = [](auto count, const std::uint8_t*& src, std::uint8_t*& dst0,
+                           std::uint8_t*& dst1, std::uint8_t*& dst2) {
+        uint8x16x3_t pixels[count];
+        for (uint8x16x3_t& v : pixels) {
+            v = takePixels(src);
+        }
+        for (const uint8x16x3_t& v : pixels) {
+            put(dst0, v.val[0]);
+            put(dst1, v.val[1]);
+            put(dst2, v.val[2]);
+        }
     };
     process(width, height, kernel, Source<3>{bgr, bgrStride}, Target<1>{b, bStride},
             Target<1>{g, gStride}, Target<1>{r, rStride});
@@ -168,10 +205,15 @@ void InterleaveBgr(const std::uint8_t* b,
                    std::uint32_t height,
                    std::uint8_t* bgr,
                    std::uint32_t bgrStride) {
-    const auto kernel = [](const std::uint8_t* __restrict src0, const std::uint8_t* __restrict src1,
-                           const std::uint8_t* __restrict src2, std::uint8_t* __restrict dst) {
-        const uint8x16x3_t pixels = {{vld1q_u8(src0), vld1q_u8(src1), vld1q_u8(src2)}};
-        vst3q_u8(dst, pixels);
+    const auto kernel = [](auto count, const std::uint8_t*& src0, const std::uint8_t*& src1,
+                           const std::uint8_t*& src2, std::uint8_t*& dst) {
+        for (int i = 0; i < count; ++i) {
+            const uint8x16x3_t pixels = {{vld1q_u8(src0), vld1q_u8(src1), vld1q_u8(src2)}};
+            putPixels(dst, pixels);
+            advance(src0, BLOCK);
+            advance(src1, BLOCK);
+            advance(src2, BLOCK);
+        }
     };
     process(width, height, kernel, Source<1>{b, bStride}, Source<1>{g, gStride},
             Source<1>{r, rStride}, Target<3>{bgr, bgrStride});
@@ -185,11 +227,16 @@ void DeinterleaveUv(const std::uint8_t* uv,
                     std::uint32_t uStride,
                     std::uint8_t* v,
                     std::uint32_t vStride) {
-    const auto kernel = [](const std::uint8_t* __restrict src, std::uint8_t* __restrict dst0,
-                           std::uint8_t* __restrict dst1) {
-        const uint8x16x2_t pairs = vld2q_u8(src);
-        vst1q_u8(dst0, pairs.val[0]);
-        vst1q_u8(dst1, pairs.val[1]);
+    const auto kernel = [](auto count, const std::uint8_t*& src, std::uint8_t*& dst0,
+                           std::uint8_t*& dst1) {
+        uint8x16x2_t pairs[count];
+        for (uint8x16x2_t& pair : pairs) {
+            pair = takePairs(src);
+        }
+        for (const uint8x16x2_t& pair : pairs) {
+            put(dst0, pair.val[0]);
+            put(dst1, pair.val[1]);
+        }
     };
     process(width, height, kernel, Source<2>{uv, uvStride}, Target<1>{u, uStride},
             Target<1>{v, vStride});
@@ -203,10 +250,14 @@ void InterleaveUv(const std::uint8_t* u,
                   std::uint32_t height,
                   std::uint8_t* uv,
                   std::uint32_t uvStride) {
-    const auto kernel = [](const std::uint8_t* __restrict src0, const std::uint8_t* __restrict src1,
-                           std::uint8_t* __restrict dst) {
-        const uint8x16x2_t pairs = {{vld1q_u8(src0), vld1q_u8(src1)}};
-        vst2q_u8(dst, pairs);
+    const auto kernel = [](auto count, const std::uint8_t*& src0, const std::uint8_t*& src1,
+                           std::uint8_t*& dst) {
+        for (int i = 0; i < count; ++i) {
+            const uint8x16x2_t pairs = {{vld1q_u8(src0), vld1q_u8(src1)}};
+            putPairs(dst, pairs);
+            advance(src0, BLOCK);
+            advance(src1, BLOCK);
+        }
     };
     process(width, height, kernel, Source<1>{u, uStride}, Source<1>{v, vStride},
             Target<2>{uv, uvStride});

@@ -9,6 +9,7 @@
 // the same however many cells it covers.
 //
 // Row weights need 16 bits. Whole rows in between are summed first, of which 16 bits hold 257.
+// Where each pixel takes 2 x 2 or 3 x 3 whole cells there is one sum of them, without running sums.
 
 #include <arm_neon.h>
 
@@ -17,16 +18,20 @@
 #include <cstring>
 
 #include "simd/simd_resizer.h"
+#include "simd/simd_resizer_ratios.h"
 #include "simd/simd_resizer_tables.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Neon {
 namespace {
 
+constexpr std::uint32_t MAX_CHANNELS = 4;
 constexpr std::size_t BLOCK = 32;            // bytes of a source row
 constexpr std::uint32_t COLUMN_BLOCK = 8;    // destination pixels of one channel
 constexpr std::int32_t MIN_FULL_WEIGHT = 8;  // 2048 / 8 = 256 rows to a pixel
 constexpr std::int32_t MAX_WEIGHT = 0xFFFF;
+constexpr std::int32_t HALF_CELL = 1024;  // a whole cell of two
 constexpr std::uint32_t WORD_SHIFT = 16;
 constexpr std::uint32_t BYTE_SHIFT = 6;  // 22 in all
 
@@ -87,7 +92,7 @@ inline void addProduct(Sums& sums, const Words& words, uint16x4_t weight) {
 /// The source rows of a destination row.
 struct Rows {
     const std::uint8_t* first;
-    std::size_t stride;
+    RowStep stride;
     std::uint32_t middleCount;
     uint16x4_t firstWeight;
     uint16x4_t middleWeight;
@@ -203,7 +208,7 @@ inline void sumRows(const Rows& rows, std::size_t size, Target target) {
 /// The vertical pass from one edge to the next, of which the first lies in row @p src.
 template <class Target>
 inline void sumRows(const std::uint8_t* src,
-                    std::size_t stride,
+                    RowStep stride,
                     const std::int32_t* edge,
                     const std::int32_t* weight,
                     std::int32_t full,
@@ -358,10 +363,45 @@ ResizerByteArea1x1::ResizerByteArea1x1(const ResizerParam& parameters)
 
 ResizerByteArea1x1::~ResizerByteArea1x1() = default;
 
+bool ResizerByteArea1x1::RunWholeCells(const std::uint8_t* src,
+                                       std::uint32_t srcStride,
+                                       std::uint8_t* dst,
+                                       std::uint32_t dstStride) const {
+    const std::uint32_t width = param.dstWidth;
+    const std::int32_t cells = wholeCells(ix.data, ax.data, width);
+    if (cells != wholeCells(iy.data, ay.data, param.dstHeight) ||
+        width < RatioForms[RatioHalf].narrowest) {
+        return false;
+    }
+    RatioForm::Function* const halve = RatioForms[RatioHalf].functions[param.channels - 1];
+    MeanOfThirds* const averageThirds = MeansOfThirds[param.channels - 1];
+    const bool halves = cells == 2 && ax.data[0] == HALF_CELL && ay.data[0] == HALF_CELL;
+    const bool thirds = cells == 3 && averageThirds != nullptr;
+    if (!halves && !thirds) {
+        return false;
+    }
+    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
+        const std::uint8_t* const first = src + iy.data[y] * RowStep(srcStride);
+        if (halves) {
+            halve(first, RowStep(srcStride), dst, RowStep(dstStride), width);
+        } else {
+            averageThirds(first, RowStep(srcStride), dst, width, std::uint16_t(ay.data[0]),
+                          std::uint16_t(ax.data[0]));
+        }
+    }
+    return true;
+}
+
 void ResizerByteArea1x1::Run(const std::uint8_t* src,
                              std::uint32_t srcStride,
                              std::uint8_t* dst,
                              std::uint32_t dstStride) {
+    if (param.channels == 0 || param.channels > MAX_CHANNELS) {
+        return;
+    }
+    if (RunWholeCells(src, srcStride, dst, dstStride)) {
+        return;
+    }
     const std::size_t size = std::size_t{param.srcWidth} * param.channels;
     const std::int32_t full = ay.data[0];
     if (size < BLOCK || param.dstWidth < COLUMN_BLOCK || full < MIN_FULL_WEIGHT ||
@@ -371,8 +411,8 @@ void ResizerByteArea1x1::Run(const std::uint8_t* src,
     }
     std::uint32_t* const sums = static_cast<std::uint32_t*>(static_cast<void*>(by.data));
     withChannels(param.channels, [&](auto channels) {
-        for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += dstStride) {
-            const std::uint8_t* const first = src + std::size_t(iy.data[y]) * srcStride;
+        for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
+            const std::uint8_t* const first = src + iy.data[y] * RowStep(srcStride);
             const auto sumInto = [&](auto target) {
                 sumRows(first, srcStride, iy.data + y, ay.data + y, full, size, target);
             };

@@ -6,7 +6,8 @@
 // Bytes are multiplied by bytes into 16 bits, and 16 bits hold every later value. The costly part
 // is to bring the two samples of each element together. Rows that shrink little are cut into blocks
 // of 16 source bytes, in which table look-ups find the samples of up to 8 elements; where such a
-// block would serve a pixel or two, pairs of pixels are fetched one by one.
+// block would serve a pixel or two, pairs of pixels are fetched one by one; rows that nothing else
+// needs are then blended at once. Columns that follow a ratio of small numbers need none of this.
 
 #include <arm_neon.h>
 
@@ -14,48 +15,68 @@
 #include <cstdint>
 #include <cstring>
 
+#include "simd/neon/simd_addresses.h"
+#include "simd/neon/simd_lookup.h"
+#include "simd/neon/simd_vectors.h"
 #include "simd/simd_resizer.h"
+#include "simd/simd_resizer_ratios.h"
 #include "simd/simd_resizer_tables.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Neon {
 namespace {
 
 constexpr std::uint32_t FRACTION = 16;
+constexpr std::uint32_t MAX_CHANNELS = 4;
 constexpr std::size_t ROW_BLOCK = 8;     // elements of a row of sums
 constexpr std::size_t BLEND_BLOCK = 16;  // bytes of a destination row
-constexpr std::size_t SUM_SIZE = 2;      // bytes of a sum, and of a pair of weights
+constexpr int SHIFT = 8;                 // of both weights
+constexpr std::size_t SUM_SIZE = 2;      // bytes
+constexpr std::size_t PAIR_SIZE = 2;     // bytes of a pair of weights
 
-constexpr std::uint32_t WINDOW = 16;      // source bytes of a gather block
+constexpr std::size_t WINDOW = 16;        // source bytes of a gather block
 constexpr std::uint32_t PAIR_BYTES = 16;  // pair bytes of a gather block
 constexpr std::uint32_t GATHER_CHANNELS = 3;
 constexpr std::uint32_t GATHER_LIMIT = 4;  // shrinking from which pairs are fetched one by one
 
-template <class T>
-inline const T* as(const std::uint8_t* data) {
-    return static_cast<const T*>(static_cast<const void*>(data));
+inline uint16x8_t weigh(uint8x8x2_t pairs, uint8x8x2_t weights) {
+    return vmlal_u8(vmull_u8(pairs.val[0], weights.val[0]), pairs.val[1], weights.val[1]);
 }
 
-inline void storeSums(uint8x8_t left, uint8x8_t right, uint8x8x2_t weights, std::uint8_t* row) {
-    const uint16x8_t sums = vmlal_u8(vmull_u8(left, weights.val[0]), right, weights.val[1]);
-    vst1q_u8(row, vreinterpretq_u8_u16(sums));
+/// The weights of the upper and the lower row in the lanes 0 and 1.
+inline uint16x4_t rowWeights(std::int32_t lower) {
+    const std::uint16_t weight = std::uint16_t(lower);
+    return vset_lane_u16(weight, vdup_n_u16(std::uint16_t(FRACTION - weight)), 1);
+}
+
+inline uint8x8_t blend(uint16x8_t upper, uint16x8_t lower, uint16x4_t weights) {
+    return vrshrn_n_u16(vmlaq_lane_u16(vmulq_lane_u16(upper, weights, 0), lower, weights, 1),
+                        SHIFT);
+}
+
+// ---- Rows by look-ups ---------------------------------------------------------------------------
+
+inline uint16x8_t lookUp(const std::uint8_t* src, uint8x8x2_t positions, uint8x8x2_t weights) {
+    const Window<WINDOW> window(src);
+    return weigh({{window.at(positions.val[0]), window.at(positions.val[1])}}, weights);
 }
 
 template <class Block>
-inline void gatherRow(const std::uint8_t* __restrict src,
-                      const Block* __restrict block,
-                      std::uint32_t count,
-                      const std::uint8_t* __restrict weights,
-                      std::uint8_t* __restrict row) {
+[[gnu::noinline]] void gatherRow(const std::uint8_t* __restrict src,
+                                 const Block* __restrict block,
+                                 std::uint32_t count,
+                                 const std::uint8_t* __restrict weights,
+                                 std::uint8_t* __restrict row) {
 #pragma GCC unroll 2
     for (; count != 0; --count, ++block) {
-        const uint8x16_t window = vld1q_u8(src + block->src);
-        const uint8x8x2_t table = {{vget_low_u8(window), vget_high_u8(window)}};
-        const uint8x8x2_t position = vld2_u8(block->shuffle);
-        storeSums(vtbl2_u8(table, position.val[0]), vtbl2_u8(table, position.val[1]),
-                  vld2_u8(weights + block->dst), row + block->dst);
+        const uint16x8_t sums =
+            lookUp(src + block->src, vld2_u8(block->shuffle), vld2_u8(weights + block->dst));
+        vst1q_u8(row + block->dst, vreinterpretq_u8_u16(sums));
     }
 }
+
+// ---- Rows of fetched pairs ----------------------------------------------------------------------
 
 /// Fetches the pairs of 8 neighbouring elements, left and right samples apart.
 template <std::size_t CHANNELS>
@@ -102,23 +123,30 @@ struct PairFetch<4> {
     }
 };
 
+/// A block of sums.
 template <std::size_t CHANNELS>
-struct RowBlock {
+struct FetchBlock {
     static constexpr std::size_t COLUMNS = ROW_BLOCK / CHANNELS;
+    using Sums = uint16x8_t;
 
-    static void interpolate(const std::uint8_t* __restrict src,
-                            const std::int32_t* __restrict ix,
-                            const std::uint8_t* __restrict weights,
-                            std::uint8_t* __restrict row) {
-        const uint8x8x2_t pairs = PairFetch<CHANNELS>::load(src, ix);
-        storeSums(pairs.val[0], pairs.val[1], vld2_u8(weights), row);
+    static uint8x8x2_t loadWeights(const std::uint8_t* weights) { return vld2_u8(weights); }
+
+    static Sums sums(const std::uint8_t* src, const std::int32_t* ix, uint8x8x2_t weights) {
+        return weigh(PairFetch<CHANNELS>::load(src, ix), weights);
+    }
+
+    static void store(Sums sums, std::uint8_t* row) { vst1q_u8(row, vreinterpretq_u8_u16(sums)); }
+
+    static void storeBlend(Sums upper, Sums lower, uint16x4_t weights, std::uint8_t* dst) {
+        vst1_u8(dst, blend(upper, lower, weights));
     }
 };
 
 /// Pixels of three channels don't fill a vector; so there is one for each channel of 8 pixels.
 template <>
-struct RowBlock<3> {
+struct FetchBlock<3> {
     static constexpr std::size_t COLUMNS = ROW_BLOCK;
+    using Sums = uint16x8x3_t;
 
     template <int COLUMN>
     static void fetch(const std::uint8_t* src, uint8x8x3_t& left, uint8x8x3_t& right) {
@@ -126,10 +154,13 @@ struct RowBlock<3> {
         right = vld3_lane_u8(src + 3, right, COLUMN);
     }
 
-    static void interpolate(const std::uint8_t* __restrict src,
-                            const std::int32_t* __restrict ix,
-                            const std::uint8_t* __restrict weights,
-                            std::uint8_t* __restrict row) {
+    /// The three channels of a pixel have the same weights.
+    static uint8x8x2_t loadWeights(const std::uint8_t* weights) {
+        const uint16x8_t pairs = vld3q_u16(as<std::uint16_t>(weights)).val[0];
+        return {{vmovn_u16(pairs), vshrn_n_u16(pairs, 8)}};
+    }
+
+    static Sums sums(const std::uint8_t* src, const std::int32_t* ix, uint8x8x2_t weights) {
         uint8x8x3_t left = vld3_dup_u8(src + 3 * ix[0]);
         uint8x8x3_t right = vld3_dup_u8(src + 3 * ix[0] + 3);
         fetch<1>(src + 3 * ix[1], left, right);
@@ -139,70 +170,115 @@ struct RowBlock<3> {
         fetch<5>(src + 3 * ix[5], left, right);
         fetch<6>(src + 3 * ix[6], left, right);
         fetch<7>(src + 3 * ix[7], left, right);
-        // The three channels of a pixel have the same weights.
-        const uint16x8_t pairs = vld3q_u16(as<std::uint16_t>(weights)).val[0];
-        const uint8x8_t leftWeight = vmovn_u16(pairs);
-        const uint8x8_t rightWeight = vshrn_n_u16(pairs, 8);
-        uint16x8x3_t sums;
-        for (int c = 0; c < 3; ++c) {
-            sums.val[c] = vmlal_u8(vmull_u8(left.val[c], leftWeight), right.val[c], rightWeight);
-        }
-        vst3q_u16(static_cast<std::uint16_t*>(static_cast<void*>(row)), sums);
+        return {{weigh({{left.val[0], right.val[0]}}, weights),
+                 weigh({{left.val[1], right.val[1]}}, weights),
+                 weigh({{left.val[2], right.val[2]}}, weights)}};
+    }
+
+    static void store(const Sums& sums, std::uint8_t* row) {
+        vst3q_u16(as<std::uint16_t>(row), sums);
+    }
+
+    static void storeBlend(const Sums& upper,
+                           const Sums& lower,
+                           uint16x4_t weights,
+                           std::uint8_t* dst) {
+        vst3_u8(dst, {{blend(upper.val[0], lower.val[0], weights),
+                       blend(upper.val[1], lower.val[1], weights),
+                       blend(upper.val[2], lower.val[2], weights)}});
     }
 };
 
-/// The width is at least one block.
-template <std::size_t CHANNELS>
-inline void fetchRow(const std::uint8_t* __restrict src,
-                     const std::int32_t* __restrict ix,
-                     const std::uint8_t* __restrict weights,
-                     std::size_t width,
-                     std::uint8_t* __restrict row) {
-    constexpr std::size_t COLUMNS = RowBlock<CHANNELS>::COLUMNS;
-    constexpr std::size_t STEP = COLUMNS * CHANNELS * SUM_SIZE;
+/// Columns of a row, a block at a time.
+/// @tparam BYTES  of a destination element
+/// @param function takes indices, weights and the destination of a block
+template <std::size_t CHANNELS, std::size_t BYTES, class Function>
+inline void forFetchBlocks(const std::int32_t* __restrict ix,
+                           const std::uint8_t* __restrict weights,
+                           std::size_t width,
+                           std::uint8_t* __restrict dst,
+                           Function function) {
+    constexpr std::size_t COLUMNS = FetchBlock<CHANNELS>::COLUMNS;
     for (std::size_t blocks = width / COLUMNS; blocks != 0; --blocks) {
-        RowBlock<CHANNELS>::interpolate(src, ix, weights, row);
+        function(ix, weights, dst);
         ix += COLUMNS;
-        weights += STEP;
-        row += STEP;
+        weights += COLUMNS * CHANNELS * PAIR_SIZE;
+        dst += COLUMNS * CHANNELS * BYTES;
     }
     // What remains is narrower than a block, so the last block overlaps the one before.
     if (const std::size_t rest = width % COLUMNS) {
         const std::size_t back = COLUMNS - rest;
-        RowBlock<CHANNELS>::interpolate(src, ix - back, weights - back * CHANNELS * SUM_SIZE,
-                                        row - back * CHANNELS * SUM_SIZE);
+        function(ix - back, weights - back * CHANNELS * PAIR_SIZE, dst - back * CHANNELS * BYTES);
     }
 }
 
-inline uint8x8_t blend(const std::uint8_t* upper, const std::uint8_t* lower, uint16x4_t weights) {
-    const uint16x8_t first = vreinterpretq_u16_u8(vld1q_u8(upper));
-    const uint16x8_t second = vreinterpretq_u16_u8(vld1q_u8(lower));
-    return vrshrn_n_u16(vmlaq_lane_u16(vmulq_lane_u16(first, weights, 0), second, weights, 1), 8);
+/// The width is at least one block.
+template <std::size_t CHANNELS>
+[[gnu::noinline]] void fetchRow(const std::uint8_t* __restrict src,
+                                const std::int32_t* __restrict ix,
+                                const std::uint8_t* __restrict weights,
+                                std::size_t width,
+                                std::uint8_t* __restrict row) {
+    using Block = FetchBlock<CHANNELS>;
+    forFetchBlocks<CHANNELS, SUM_SIZE>(
+        ix, weights, width, row,
+        [&](const std::int32_t* index, const std::uint8_t* weight, std::uint8_t* to) {
+            Block::store(Block::sums(src, index, Block::loadWeights(weight)), to);
+        });
 }
 
-inline void blendBlock(const std::uint8_t* __restrict upper,
-                       const std::uint8_t* __restrict lower,
+/// The same on two rows, blended at once.
+template <std::size_t CHANNELS>
+[[gnu::noinline]] void fetchBlend(const std::uint8_t* __restrict upper,
+                                  const std::uint8_t* __restrict lower,
+                                  std::int32_t lowerWeight,
+                                  const std::int32_t* __restrict ix,
+                                  const std::uint8_t* __restrict weights,
+                                  std::size_t width,
+                                  std::uint8_t* __restrict dst) {
+    using Block = FetchBlock<CHANNELS>;
+    const uint16x4_t rows = rowWeights(lowerWeight);
+    forFetchBlocks<CHANNELS, 1>(
+        ix, weights, width, dst,
+        [&](const std::int32_t* index, const std::uint8_t* weight, std::uint8_t* to) {
+            const uint8x8x2_t columns = Block::loadWeights(weight);
+            const auto sums = Block::sums(upper, index, columns);
+            scheduleInOrder();
+            Block::storeBlend(sums, Block::sums(lower, index, columns), rows, to);
+        });
+}
+
+// ---- Between rows -------------------------------------------------------------------------------
+
+inline void blendBlock(const std::uint8_t* upper,
+                       const std::uint8_t* lower,
                        uint16x4_t weights,
-                       std::uint8_t* __restrict dst) {
-    const uint8x8_t first = blend(upper, lower, weights);
-    const uint8x8_t second = blend(upper + BLEND_BLOCK, lower + BLEND_BLOCK, weights);
-    vst1q_u8(dst, vcombine_u8(first, second));
+                       std::uint8_t* dst) {
+    const uint16x8x2_t first = vld2q_u16(as<std::uint16_t>(upper));
+    const uint16x8x2_t second = vld2q_u16(as<std::uint16_t>(lower));
+    vst2_u8(dst, {{blend(first.val[0], second.val[0], weights),
+                   blend(first.val[1], second.val[1], weights)}});
 }
 
 /// @param size bytes of the destination row, at least one block
-inline void blendRows(const std::uint8_t* __restrict upper,
-                      const std::uint8_t* __restrict lower,
-                      std::int32_t weight,
-                      std::size_t size,
-                      std::uint8_t* __restrict dst) {
-    const std::uint16_t lowerWeight = std::uint16_t(weight);
-    const uint16x4_t weights =
-        vset_lane_u16(lowerWeight, vdup_n_u16(std::uint16_t(FRACTION - lowerWeight)), 1);
-    for (std::size_t blocks = size / BLEND_BLOCK; blocks != 0; --blocks) {
+[[gnu::noinline]] void blendRows(const std::uint8_t* __restrict upper,
+                                 const std::uint8_t* __restrict lower,
+                                 std::int32_t lowerWeight,
+                                 std::size_t size,
+                                 std::uint8_t* __restrict dst) {
+    const uint16x4_t weights = rowWeights(lowerWeight);
+    const auto next = [&] {
         blendBlock(upper, lower, weights, dst);
-        upper += BLEND_BLOCK * SUM_SIZE;
-        lower += BLEND_BLOCK * SUM_SIZE;
-        dst += BLEND_BLOCK;
+        upper = moved(upper, BLEND_BLOCK * SUM_SIZE);
+        lower = moved(lower, BLEND_BLOCK * SUM_SIZE);
+        dst = moved(dst, BLEND_BLOCK);
+    };
+    for (std::size_t i = size / (2 * BLEND_BLOCK); i != 0; --i) {
+        next();
+        next();
+    }
+    if (size / BLEND_BLOCK % 2 != 0) {
+        next();
     }
     if (const std::size_t rest = size % BLEND_BLOCK) {
         const std::size_t back = BLEND_BLOCK - rest;
@@ -260,31 +336,63 @@ void ResizerByteBilinear::EstimateBlocks() {
     blockCount = std::uint32_t(block - blocks.data) + 1;
 }
 
+void ResizerByteBilinear::ChooseRatio() {
+    const auto tapAt = [&](std::uint32_t x) {
+        return ByteTap{ix.data[x], weights.data[2 * x * param.channels + 1]};
+    };
+    for (const RatioForm& form : RatioForms) {
+        if (param.dstWidth >= form.narrowest && form.functions[param.channels - 1] != nullptr &&
+            columnsFollow(form.ratio, param.dstWidth, tapAt)) {
+            ratio = &form;
+        }
+    }
+}
+
 void ResizerByteBilinear::Run(const std::uint8_t* src,
                               std::uint32_t srcStride,
                               std::uint8_t* dst,
                               std::uint32_t dstStride) {
+    if (param.channels == 0 || param.channels > MAX_CHANNELS) {
+        return;
+    }
     if (weights.size == 0) {
         EstimateColumns();
+        ChooseRatio();
         // A window never reaches beyond its row.
-        if (param.channels <= GATHER_CHANNELS && param.srcWidth * param.channels >= WINDOW &&
+        if (ratio == nullptr && param.channels <= GATHER_CHANNELS &&
+            param.srcWidth * param.channels >= WINDOW &&
             param.srcWidth < GATHER_LIMIT * param.dstWidth) {
             EstimateBlocks();
         }
     }
     withChannels(param.channels, [&](auto channels) {
         const auto interpolate = [&](std::int32_t row, std::uint8_t* sums) {
-            const std::uint8_t* const line = src + std::size_t(row) * srcStride;
-            if (channels <= GATHER_CHANNELS && blockCount != 0) {
+            const std::uint8_t* const line = src + row * RowStep(srcStride);
+            if (blockCount != 0) {
                 gatherRow(line, blocks.data, blockCount, weights.data, sums);
             } else {
                 fetchRow<channels>(line, ix.data, weights.data, param.dstWidth, sums);
             }
         };
         RowPair<std::uint8_t*> pair = {rows[0].data, rows[1].data};
-        for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += dstStride) {
-            pair.moveTo(iy.data[y], interpolate);
-            blendRows(pair.upper, pair.lower, ay.data[y], param.dstWidth * channels, dst);
+        for (std::uint32_t y = 0, count = 1; y < param.dstHeight; y += count) {
+            const std::int32_t* const index = iy.data + y;
+            const std::int32_t weight = ay.data[y];
+            const std::uint32_t left = param.dstHeight - y;
+            const std::uint8_t* const upper = src + *index * RowStep(srcStride);
+            count = 1;
+            if (ratio != nullptr && rowsFollow(ratio->ratio, index, ay.data + y, left)) {
+                count = ratio->ratio.period;
+                ratio->functions[channels - 1](upper, RowStep(srcStride), dst, RowStep(dstStride),
+                                               param.dstWidth);
+            } else if (blockCount == 0 && standsAlone(pair.current, index, left)) {
+                fetchBlend<channels>(upper, upper + RowStep(srcStride), weight, ix.data,
+                                     weights.data, param.dstWidth, dst);
+            } else {
+                pair.moveTo(*index, interpolate);
+                blendRows(pair.upper, pair.lower, weight, param.dstWidth * channels, dst);
+            }
+            dst += std::ptrdiff_t(count) * RowStep(dstStride);
         }
     });
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "simd/neon/simd_addresses.h"
 #include "simd/simd_warp_steps.h"
 
 namespace Simd {
@@ -162,9 +163,13 @@ void LocateNearest(WarpBlock& block,
     const float* __restrict y = block.y;
     std::int32_t* __restrict offset = block.offset;
     const std::int32_t* const end = offset + size;
-    for (; offset < end; offset += VECTOR, x += VECTOR, y += VECTOR) {
-        vst1q_s32(offset, locateNearest(steps, x, y));
-        vst1q_s32(offset + 4, locateNearest(steps, x + 4, y + 4));
+    while (offset < end) {
+        for (int i = 0; i < 4; ++i) {
+            vst1q_s32(offset, locateNearest(steps, x, y));
+            offset = moved(offset, 4);
+            x = moved(x, 4);
+            y = moved(y, 4);
+        }
     }
 }
 

@@ -1,15 +1,25 @@
 // Planar YUV to interleaved BGR and RGB, on vectors; the formulas stand with the portable variant.
 //
-// Sums carry 16 fractional bits, so that one instruction adds luma and chroma, adds half and keeps
-// the high halves of 32-bit lanes. For that the differences from 16 and 128 are widened times 8 and
-// meet weights of 13 bits, which fit 16-bit lanes; the 8-bit weights of NV12 are made 32 times
-// larger. A sum stays within +-36 million, its high half within -300..600.
+// With 13 fractional bits, sums are made of 16 bits, so that one instruction adds luma and chroma,
+// adds half and keeps the high halves of 32-bit lanes. For that the differences from 16 and 128 are
+// widened times 8 and meet weights of 13 bits, which fit 16-bit lanes. A sum stays within +-36
+// million, its high half within -300..600.
+//
+// With 8 fractional bits, 16-bit lanes do. All weights but two are multiples of 4, and a floor of a
+// sum does not change when integers are added after a floor, so that with yy = max(Y - 16, 0)
+//
+//     B = (((149 yy + 64) >> 1) + 129 u         ) >> 6
+//     G = (((149 yy + 64) >> 1) -  25 u -  52 v ) >> 6
+//     R = (((149 yy + (V >> 1)) >> 1) + 102 v   ) >> 6      V >> 1 is (v >> 1) + 64
+//
+// where only B can leave the lanes, upwards, and is saturated.
 
 #include <arm_neon.h>
 
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_kernels.h"
 
@@ -17,29 +27,15 @@ namespace Simd {
 namespace Neon {
 namespace {
 
-enum Weight { Y, U_TO_BLUE, U_TO_GREEN, V_TO_RED, V_TO_GREEN };
-
-struct PlanarArithmetic {
-    static constexpr std::int16_t WEIGHTS[8] = {9535, 16531, -3203, 13074, -6660};
-
-    static inline int16x8_t luma(uint8x8_t y) {
-        return vshlq_n_s16(vreinterpretq_s16_u16(vsubl_u8(y, vdup_n_u8(16))), 3);
-    }
-};
-
-struct Nv12Arithmetic {
-    static constexpr std::int16_t WEIGHTS[8] = {32 * 298, 32 * 516, 32 * -100, 32 * 409, 32 * -208};
-
-    static inline int16x8_t luma(uint8x8_t y) {
-        return vreinterpretq_s16_u16(vshll_n_u8(vqsub_u8(y, vdup_n_u8(16)), 3));
-    }
-};
+// ---- Arithmetic ---------------------------------------------------------------------------------
 
 /// Eight lanes of 32 bits. Variables of such structs are not const: GCC would keep them in memory.
 struct Wide {
     int32x4_t low;
     int32x4_t high;
 };
+
+enum Weight { Y, U_TO_BLUE, U_TO_GREEN, V_TO_RED, V_TO_GREEN };
 
 template <Weight WEIGHT>
 inline Wide multiply(int16x8_t a, int16x8_t weights) {
@@ -60,152 +56,236 @@ inline int16x8_t roundedSum(Wide a, Wide b) {
     return join<int16x8_t>(vraddhn_s32(a.low, b.low), vraddhn_s32(a.high, b.high));
 }
 
-/// Differences from 128.
-inline int8x16_t centred(uint8x16_t chroma) {
-    return vreinterpretq_s8_u8(veorq_u8(chroma, vdupq_n_u8(128)));
-}
-
-/// What eight chroma samples add to each channel.
-struct ChromaTerms {
-    Wide blue;
-    Wide green;
-    Wide red;
+/// The channels of eight pixels, with @p Lanes still to be clamped to bytes.
+template <class Lanes>
+struct Channels {
+    Lanes blue;
+    Lanes green;
+    Lanes red;
 };
 
-inline ChromaTerms chromaTerms(int8x8_t u, int8x8_t v, int16x8_t weights) {
-    const int16x8_t du = vshll_n_s8(u, 3);
-    const int16x8_t dv = vshll_n_s8(v, 3);
-    return {multiply<U_TO_BLUE>(du, weights),
-            multiplyAdd<V_TO_GREEN>(multiply<U_TO_GREEN>(du, weights), dv, weights),
-            multiply<V_TO_RED>(dv, weights)};
-}
+/// 13 fractional bits.
+struct PlanarArithmetic {
+    static constexpr std::int16_t WEIGHTS[8] = {9535, 16531, -3203, 13074, -6660};
 
-/// Declares the registers of a structure store written, which costs nothing. Otherwise the
-/// compiler, seeing one of the three written at a time, keeps all of them alive around the whole
-/// loop.
-template <class Structure>
-inline void declareWritten(Structure& structure) {
-#ifdef __clang__
-    (void)structure;
-#else
-    asm("" : "=w"(structure));
-#endif
-}
+    using Chroma = Channels<Wide>;  // what eight chroma samples add
 
-/// Clamped to bytes, in the high byte of each lane.
-inline uint16x8_t clampedHigh(int16x8_t value) {
-    return vqshluq_n_s16(value, 8);
-}
+    static inline Chroma chroma(uint8x8_t u, uint8x8_t v) {
+        const int16x8_t weights = vld1q_s16(WEIGHTS);
+        const int16x8_t du = vshlq_n_s16(difference(u, 128), 3);
+        const int16x8_t dv = vshlq_n_s16(difference(v, 128), 3);
+        return {multiply<U_TO_BLUE>(du, weights),
+                multiplyAdd<V_TO_GREEN>(multiply<U_TO_GREEN>(du, weights), dv, weights),
+                multiply<V_TO_RED>(dv, weights)};
+    }
 
-/// Bytes of even and odd columns, each in the high byte of its lane.
-inline uint8x16_t weave(uint16x8_t even, uint16x8_t odd) {
-    return vreinterpretq_u8_u16(vsriq_n_u16(odd, even, 8));
+    static inline Channels<int16x8_t> sums(uint8x8_t y, Chroma chroma) {
+        const int16x8_t dy = vshlq_n_s16(difference(y, 16), 3);
+        Wide luma = multiply<Y>(dy, vld1q_s16(WEIGHTS));
+        return {roundedSum(luma, chroma.blue), roundedSum(luma, chroma.green),
+                roundedSum(luma, chroma.red)};
+    }
+
+    /// Clamped to bytes, in the high byte of each lane.
+    static inline uint16x8_t high(int16x8_t sum) { return vqshluq_n_s16(sum, 8); }
+
+private:
+    static inline int16x8_t difference(uint8x8_t a, std::uint8_t b) {
+        return vreinterpretq_s16_u16(vsubl_u8(a, vdup_n_u8(b)));
+    }
+};
+
+/// 8 fractional bits.
+struct Nv12Arithmetic {
+    static constexpr std::int16_t WEIGHTS[4] = {129, -25, -52, 102};
+
+    struct Chroma {
+        int16x8_t blue;
+        int16x8_t green;
+        int16x8_t red;
+        uint16x8_t redHalf;  // V >> 1
+    };
+
+    static inline Chroma chroma(uint8x8_t u, uint8x8_t v) {
+        const int16x8_t du = vreinterpretq_s16_u16(vsubl_u8(u, vdup_n_u8(128)));
+        const int16x8_t dv = vreinterpretq_s16_u16(vsubl_u8(v, vdup_n_u8(128)));
+        const int16x4_t weights = vld1_s16(WEIGHTS);
+        return {vmulq_lane_s16(du, weights, 0),
+                vmlaq_lane_s16(vmulq_lane_s16(du, weights, 1), dv, weights, 2),
+                vmulq_lane_s16(dv, weights, 3), vmovl_u8(vshr_n_u8(v, 1))};
+    }
+
+    static inline Channels<int16x8_t> sums(uint8x8_t y, Chroma chroma) {
+        const uint16x8_t luma = vmull_u8(vqsub_u8(y, vdup_n_u8(16)), vdup_n_u8(149));
+        const int16x8_t half = vreinterpretq_s16_u16(vhaddq_u16(luma, vdupq_n_u16(64)));
+        const int16x8_t red = vreinterpretq_s16_u16(vhaddq_u16(luma, chroma.redHalf));
+        return {vqaddq_s16(half, chroma.blue), vaddq_s16(half, chroma.green),
+                vaddq_s16(red, chroma.red)};
+    }
+
+    static inline uint16x8_t high(int16x8_t sum) { return vqshluq_n_s16(sum, 2); }
+};
+
+// ---- Pixels that share chroma -------------------------------------------------------------------
+
+/// Both from high bytes: @p first in the low bytes, @p second in the high ones.
+inline uint16x8_t weave(uint16x8_t first, uint16x8_t second) {
+    return vsriq_n_u16(second, first, 8);
 }
 
 /// 16 pixels of a row, each two of which share a chroma sample. Even and odd columns are kept apart
-/// up to the bytes, so that nothing of the chroma has to be doubled.
-/// @tparam BLUE  place of B in the pixel: 0 for BGR, 2 for RGB
-template <class Arithmetic, int BLUE>
-inline void convertPairs(const std::uint8_t* y,
-                         ChromaTerms chroma,
-                         int16x8_t weights,
-                         std::uint8_t* dst) {
-    uint8x8x2_t columns = vld2_u8(y);
-    Wide even = multiply<Y>(Arithmetic::luma(columns.val[0]), weights);
-    const uint16x8_t evenBlue = clampedHigh(roundedSum(even, chroma.blue));
-    const uint16x8_t evenGreen = clampedHigh(roundedSum(even, chroma.green));
-    const uint16x8_t evenRed = clampedHigh(roundedSum(even, chroma.red));
+/// up to the bytes, so that nothing of the chroma has to be doubled; then two pixels are three
+/// pairs of bytes.
+/// @tparam RGB  order of the channels
+template <class Arithmetic, bool RGB>
+inline void convertPairs(const std::uint8_t*& y,
+                         typename Arithmetic::Chroma chroma,
+                         std::uint8_t*& dst) {
+    const uint8x8x2_t columns = vld2_u8(y);
+    advance(y, 16);
+    Channels<int16x8_t> even = Arithmetic::sums(columns.val[0], chroma);
+    const uint16x8_t firstPair =
+        weave(Arithmetic::high(RGB ? even.red : even.blue), Arithmetic::high(even.green));
+    const uint16x8_t evenThird = Arithmetic::high(RGB ? even.blue : even.red);
     scheduleInOrder();
-    Wide odd = multiply<Y>(Arithmetic::luma(columns.val[1]), weights);
-    uint8x16x3_t pixels;
-    declareWritten(pixels);
-    pixels.val[BLUE] = weave(evenBlue, clampedHigh(roundedSum(odd, chroma.blue)));
-    pixels.val[1] = weave(evenGreen, clampedHigh(roundedSum(odd, chroma.green)));
-    pixels.val[2 - BLUE] = weave(evenRed, clampedHigh(roundedSum(odd, chroma.red)));
+    Channels<int16x8_t> odd = Arithmetic::sums(columns.val[1], chroma);
+    uint16x8x3_t pairs;
+    declareWritten(pairs);
+    pairs.val[0] = firstPair;
+    pairs.val[1] = weave(evenThird, Arithmetic::high(RGB ? odd.red : odd.blue));
+    pairs.val[2] = weave(Arithmetic::high(odd.green), Arithmetic::high(RGB ? odd.blue : odd.red));
     scheduleInOrder();
-    vst3q_u8(dst, pixels);
+    putPixels(dst, pairs);
     scheduleInOrder();
 }
 
-/// 32 pixels of DOWN rows with their 16 chroma samples.
-template <class Arithmetic, int BLUE, int DOWN>
-inline void convertBlock(const std::uint8_t* y,
-                         std::ptrdiff_t yStride,
-                         uint8x16_t u,
-                         uint8x16_t v,
-                         std::uint8_t* dst,
-                         std::ptrdiff_t dstStride) {
-    const int16x8_t weights = vld1q_s16(Arithmetic::WEIGHTS);
-    const int8x16_t du = centred(u);
-    const int8x16_t dv = centred(v);
-    ChromaTerms left = chromaTerms(vget_low_s8(du), vget_low_s8(dv), weights);
-    convertPairs<Arithmetic, BLUE>(y, left, weights, dst);
-    if (DOWN == 2) {
-        convertPairs<Arithmetic, BLUE>(y + yStride, left, weights, dst + dstStride);
+/// Eight samples of each chroma, from planes of their own or from a plane of pairs.
+inline uint8x8x2_t takeChroma(const std::uint8_t*& u, const std::uint8_t*& v) {
+    const uint8x8x2_t samples = {{vld1_u8(u), vld1_u8(v)}};
+    advance(u, 8);
+    advance(v, 8);
+    return samples;
+}
+
+inline uint8x8x2_t takeChroma(const std::uint8_t*& uv) {
+    const uint8x8x2_t samples = vld2_u8(uv);
+    advance(uv, 16);
+    return samples;
+}
+
+/// 32 pixels of DOWN rows.
+template <class Arithmetic, bool RGB, int DOWN, class... Plane>
+inline void convertBlock(const std::uint8_t*& y,
+                         const std::uint8_t*& nextY,
+                         std::uint8_t*& dst,
+                         std::uint8_t*& nextDst,
+                         Plane&... chroma) {
+#pragma GCC unroll 2
+    for (std::uint32_t x = 0; x < PAIRS_BLOCK; x += 16) {
+        const uint8x8x2_t samples = takeChroma(chroma...);
+        typename Arithmetic::Chroma terms = Arithmetic::chroma(samples.val[0], samples.val[1]);
+        convertPairs<Arithmetic, RGB>(y, terms, dst);
+        if constexpr (DOWN == 2) {
+            convertPairs<Arithmetic, RGB>(nextY, terms, nextDst);
+        }
     }
-    ChromaTerms right = chromaTerms(vget_high_s8(du), vget_high_s8(dv), weights);
-    convertPairs<Arithmetic, BLUE>(y + 16, right, weights, dst + 48);
-    if (DOWN == 2) {
-        convertPairs<Arithmetic, BLUE>(y + yStride + 16, right, weights, dst + dstStride + 48);
+}
+
+/// DOWN rows with one row of @p chroma; @p columns is at least a block.
+template <class Arithmetic, bool RGB, int DOWN, class... Plane>
+inline void convertRows(const std::uint8_t* y,
+                        std::ptrdiff_t yStride,
+                        std::size_t columns,
+                        std::uint8_t* dst,
+                        std::ptrdiff_t dstStride,
+                        Plane... chroma) {
+    const std::uint8_t* nextY = y + yStride;
+    std::uint8_t* nextDst = dst + dstStride;
+    for (std::size_t blocks = columns / PAIRS_BLOCK; blocks != 0; --blocks) {
+        __builtin_prefetch(y + PREFETCH_DISTANCE);
+        if constexpr (DOWN == 2) {
+            __builtin_prefetch(nextY + PREFETCH_DISTANCE);
+        }
+        (__builtin_prefetch(chroma + PREFETCH_DISTANCE), ...);
+        convertBlock<Arithmetic, RGB, DOWN>(y, nextY, dst, nextDst, chroma...);
     }
-}
-
-/// 8 pixels, each with a chroma sample of its own.
-inline void convertSingles(uint8x8_t y, int8x8_t u, int8x8_t v, std::uint8_t* dst) {
-    const int16x8_t weights = vld1q_s16(PlanarArithmetic::WEIGHTS);
-    Wide luma = multiply<Y>(PlanarArithmetic::luma(y), weights);
-    ChromaTerms chroma = chromaTerms(u, v, weights);
-    uint8x8x3_t pixels;
-    declareWritten(pixels);
-    pixels.val[0] = vqmovun_s16(roundedSum(luma, chroma.blue));
-    pixels.val[1] = vqmovun_s16(roundedSum(luma, chroma.green));
-    pixels.val[2] = vqmovun_s16(roundedSum(luma, chroma.red));
-    vst3_u8(dst, pixels);
-    scheduleInOrder();
-}
-
-inline void convertBlock444(const std::uint8_t* y,
-                            const std::uint8_t* u,
-                            const std::uint8_t* v,
-                            std::uint8_t* dst) {
-    __builtin_prefetch(y + PREFETCH_DISTANCE);
-    __builtin_prefetch(u + PREFETCH_DISTANCE);
-    __builtin_prefetch(v + PREFETCH_DISTANCE);
-    const uint8x16_t luma = vld1q_u8(y);
-    const int8x16_t du = centred(vld1q_u8(u));
-    const int8x16_t dv = centred(vld1q_u8(v));
-    convertSingles(vget_low_u8(luma), vget_low_s8(du), vget_low_s8(dv), dst);
-    convertSingles(vget_high_u8(luma), vget_high_s8(du), vget_high_s8(dv), dst + 24);
+    // What remains is narrower than a block, so the last block overlaps the one before.
+    if (const std::size_t rest = columns % PAIRS_BLOCK) {
+        const std::size_t back = PAIRS_BLOCK - rest;
+        y -= back;
+        nextY -= back;
+        dst -= 3 * back;
+        nextDst -= 3 * back;
+        ((chroma -= back / sizeof...(chroma)), ...);
+        convertBlock<Arithmetic, RGB, DOWN>(y, nextY, dst, nextDst, chroma...);
+    }
 }
 
 /// A chroma sample serves two columns of DOWN rows.
-template <int BLUE, int DOWN>
-void convertPlanar(const std::uint8_t* __restrict y,
+template <bool RGB, int DOWN>
+void convertPlanar(const std::uint8_t* y,
                    std::ptrdiff_t yStride,
-                   const std::uint8_t* __restrict u,
+                   const std::uint8_t* u,
                    std::ptrdiff_t uStride,
-                   const std::uint8_t* __restrict v,
+                   const std::uint8_t* v,
                    std::ptrdiff_t vStride,
                    std::uint32_t width,
                    std::uint32_t height,
-                   std::uint8_t* __restrict dst,
+                   std::uint8_t* dst,
                    std::ptrdiff_t dstStride) {
-    const std::size_t columns = width / 2 * 2;
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
-        for (std::size_t i = 0; i < columns; i += PAIRS_BLOCK) {
-            const std::size_t x = blockStart(i, PAIRS_BLOCK, columns);
-            for (int row = 0; row < DOWN; ++row) {
-                __builtin_prefetch(y + row * yStride + x + PREFETCH_DISTANCE);
-            }
-            __builtin_prefetch(u + x / 2 + PREFETCH_DISTANCE);
-            __builtin_prefetch(v + x / 2 + PREFETCH_DISTANCE);
-            convertBlock<PlanarArithmetic, BLUE, DOWN>(y + x, yStride, vld1q_u8(u + x / 2),
-                                                       vld1q_u8(v + x / 2), dst + 3 * x, dstStride);
-        }
+        convertRows<PlanarArithmetic, RGB, DOWN>(y, yStride, width / 2 * 2, dst, dstStride, u, v);
         y += DOWN * yStride;
         u += uStride;
         v += vStride;
         dst += DOWN * dstStride;
+    }
+}
+
+// ---- Pixels with chroma of their own ------------------------------------------------------------
+
+inline void convertSingles(uint8x8_t y, uint8x8_t u, uint8x8_t v, std::uint8_t*& dst) {
+    PlanarArithmetic::Chroma chroma = PlanarArithmetic::chroma(u, v);
+    Channels<int16x8_t> sums = PlanarArithmetic::sums(y, chroma);
+    uint8x8x3_t pixels;
+    declareWritten(pixels);
+    pixels.val[0] = vqmovun_s16(sums.blue);
+    pixels.val[1] = vqmovun_s16(sums.green);
+    pixels.val[2] = vqmovun_s16(sums.red);
+    vst3_u8(dst, pixels);
+    advance(dst, 24);
+    scheduleInOrder();
+}
+
+inline void convertBlock444(const std::uint8_t*& y,
+                            const std::uint8_t*& u,
+                            const std::uint8_t*& v,
+                            std::uint8_t*& dst) {
+    const uint8x16_t luma = take(y);
+    const uint8x16_t uSamples = take(u);
+    const uint8x16_t vSamples = take(v);
+    convertSingles(vget_low_u8(luma), vget_low_u8(uSamples), vget_low_u8(vSamples), dst);
+    convertSingles(vget_high_u8(luma), vget_high_u8(uSamples), vget_high_u8(vSamples), dst);
+}
+
+inline void convertRow444(const std::uint8_t* y,
+                          const std::uint8_t* u,
+                          const std::uint8_t* v,
+                          std::size_t width,
+                          std::uint8_t* dst) {
+    for (std::size_t blocks = width / A; blocks != 0; --blocks) {
+        __builtin_prefetch(y + PREFETCH_DISTANCE);
+        __builtin_prefetch(u + PREFETCH_DISTANCE);
+        __builtin_prefetch(v + PREFETCH_DISTANCE);
+        convertBlock444(y, u, v, dst);
+    }
+    if (const std::size_t rest = width % A) {
+        const std::size_t back = A - rest;
+        y -= back;
+        u -= back;
+        v -= back;
+        dst -= 3 * back;
+        convertBlock444(y, u, v, dst);
     }
 }
 
@@ -221,7 +301,7 @@ void Yuv420pToBgr(const std::uint8_t* y,
                   std::uint32_t height,
                   std::uint8_t* dst,
                   std::uint32_t dstStride) {
-    convertPlanar<0, 2>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
+    convertPlanar<false, 2>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
 }
 
 void Yuv420pToRgb(const std::uint8_t* y,
@@ -234,7 +314,7 @@ void Yuv420pToRgb(const std::uint8_t* y,
                   std::uint32_t height,
                   std::uint8_t* dst,
                   std::uint32_t dstStride) {
-    convertPlanar<2, 2>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
+    convertPlanar<true, 2>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
 }
 
 void Yuv422pToBgr(const std::uint8_t* y,
@@ -247,7 +327,7 @@ void Yuv422pToBgr(const std::uint8_t* y,
                   std::uint32_t height,
                   std::uint8_t* dst,
                   std::uint32_t dstStride) {
-    convertPlanar<0, 1>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
+    convertPlanar<false, 1>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
 }
 
 void Yuv422pToRgb(const std::uint8_t* y,
@@ -260,7 +340,7 @@ void Yuv422pToRgb(const std::uint8_t* y,
                   std::uint32_t height,
                   std::uint8_t* dst,
                   std::uint32_t dstStride) {
-    convertPlanar<2, 1>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
+    convertPlanar<true, 1>(y, yStride, u, uStride, v, vStride, width, height, dst, dstStride);
 }
 
 void Yuv444pToBgr(const std::uint8_t* y,
@@ -274,10 +354,7 @@ void Yuv444pToBgr(const std::uint8_t* y,
                   std::uint8_t* dst,
                   std::uint32_t dstStride) {
     for (; height != 0; --height) {
-        for (std::size_t i = 0; i < width; i += A) {
-            const std::size_t x = blockStart(i, A, width);
-            convertBlock444(y + x, u + x, v + x, dst + 3 * x);
-        }
+        convertRow444(y, u, v, width, dst);
         y += yStride;
         u += uStride;
         v += vStride;
@@ -298,15 +375,7 @@ void Nv12ToBgr(const std::uint8_t* y,
     }
     const std::size_t columns = std::size_t(width) / 8 * 8;
     for (int pairs = height / 2; pairs > 0; --pairs) {
-        for (std::size_t i = 0; i < columns; i += PAIRS_BLOCK) {
-            const std::size_t x = blockStart(i, PAIRS_BLOCK, columns);
-            __builtin_prefetch(y + x + PREFETCH_DISTANCE);
-            __builtin_prefetch(y + stride + x + PREFETCH_DISTANCE);
-            __builtin_prefetch(uv + x + PREFETCH_DISTANCE);
-            uint8x16x2_t chroma = vld2q_u8(uv + x);
-            convertBlock<Nv12Arithmetic, 0, 2>(y + x, stride, chroma.val[0], chroma.val[1],
-                                               bgr + 3 * x, bgrStride);
-        }
+        convertRows<Nv12Arithmetic, false, 2>(y, stride, columns, bgr, bgrStride, uv);
         y += 2 * std::ptrdiff_t(stride);
         uv += stride;
         bgr += 2 * std::ptrdiff_t(bgrStride);

@@ -1,0 +1,54 @@
+// Table look-ups in a window of bytes. Positions of 128 and more give 0.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "simd/avx2/simd_vectors.h"
+
+namespace Simd {
+namespace Avx2 {
+// Compiled into each kernel apart: nothing that is built for AVX2 may serve other code.
+namespace {
+
+/// In the low lane the positions in lane @p low of a window, in the high lane those in lane @p high,
+/// as from 0 on. All others are marked, so that a shuffle gives 0 for them.
+inline __m256i withinLanes(__m256i positions, int low, int high) {
+    const __m256i first = _mm256_setr_m128i(_mm_set1_epi8(std::int8_t(16 * low)),
+                                            _mm_set1_epi8(std::int8_t(16 * high)));
+    return _mm256_adds_epu8(_mm256_xor_si256(positions, first), _mm256_set1_epi8(0x70));
+}
+
+/// What stands at @p position of the @p WINDOW bytes from @p window on.
+template <std::size_t WINDOW>
+inline __m128i lookUp(const std::uint8_t* window, __m128i position) {
+    if constexpr (WINDOW == LANE) {
+        return _mm_shuffle_epi8(loadLane(window), position);
+    } else {
+        const __m256i positions = _mm256_broadcastsi128_si256(position);
+        __m256i bytes = _mm256_shuffle_epi8(load(window), withinLanes(positions, 0, 1));
+        if constexpr (WINDOW == 4 * LANE) {
+            bytes = _mm256_or_si256(bytes, _mm256_shuffle_epi8(load(window + 2 * LANE),
+                                                               withinLanes(positions, 2, 3)));
+        }
+        return _mm_or_si128(lowLane(bytes), highLane(bytes));
+    }
+}
+
+/// The same for 32 positions.
+template <std::size_t WINDOW>
+inline __m256i lookUp(const std::uint8_t* window, __m256i positions) {
+    const __m256i first = _mm256_broadcastsi128_si256(loadLane(window));
+    if constexpr (WINDOW == LANE) {
+        return _mm256_shuffle_epi8(first, positions);
+    } else {
+        static_assert(WINDOW == 2 * LANE, "there are no others");
+        const __m256i second = _mm256_broadcastsi128_si256(loadLane(window + LANE));
+        return _mm256_or_si256(_mm256_shuffle_epi8(first, withinLanes(positions, 0, 0)),
+                               _mm256_shuffle_epi8(second, withinLanes(positions, 1, 1)));
+    }
+}
+
+}  // namespace
+}  // namespace Avx2
+}  // namespace Simd

@@ -1,0 +1,51 @@
+// Rows of the nearest resizer in vectors. The tables of the object decide which form serves: table
+// look-ups in windows of the source row, every second pixel, or copies of single pixels.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Simd {
+
+constexpr std::uint32_t NEAREST_BLOCK = 16;  ///< bytes that a block writes
+
+/// Neighbouring bytes of a destination row whose sources lie within a window of the source row.
+struct NearestBlock {
+    std::uint8_t position[NEAREST_BLOCK];  ///< of each byte in the window; outside of it for bytes
+                                           ///< that come later
+    std::uint32_t src;                     ///< first byte of the window
+    std::uint32_t dst;                     ///< first byte that is written
+};
+
+/// Row functions of one set of instructions. Nothing outside of the windows is read.
+struct NearestRows {
+    /// Writes blocks in their order.
+    using Gather = void(const std::uint8_t* src,
+                        const NearestBlock* blocks,
+                        std::uint32_t count,
+                        std::uint8_t* dst);
+
+    /// Copies the second of each two pixels.
+    /// @param width of the destination, at least `halveWidth`
+    using Halve = void(const std::uint8_t* src, std::uint32_t width, std::uint8_t* dst);
+
+    static constexpr std::uint32_t WINDOWS = 3;
+    static constexpr std::uint32_t WINDOW[WINDOWS] = {16, 32, 64};  ///< bytes of the windows
+    static constexpr std::uint32_t HALVE_SIZE = 4;                  ///< bytes of the largest pixel
+
+    Gather* gather[WINDOWS];
+    std::uint32_t cost[WINDOWS];  ///< pixels that are copied in the time of a block
+
+    Halve* halve[HALVE_SIZE];  ///< for pixels of 1 to 4 bytes; null where blocks are as quick
+    std::uint32_t halveWidth;  ///< least width that is halved, in pixels
+};
+
+namespace Neon {
+extern const NearestRows NearestVectors;
+}  // namespace Neon
+
+namespace Avx2 {
+extern const NearestRows NearestVectors;
+}  // namespace Avx2
+
+}  // namespace Simd
