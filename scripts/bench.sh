@@ -1,15 +1,28 @@
 #!/usr/bin/env bash
-# scripts/bench.sh --arm: counts the instructions that the kernels take on 32-bit ARM, under
-# emulation, and writes them to docs/performance.md.
+# Measures, and writes the tables and pictures of docs/performance.md.
+#
+#   scripts/bench.sh            time on x86-64, beside OpenCV and libyuv
+#   scripts/bench.sh --quick    the same, too short for figures: shows that everything runs
+#   scripts/bench.sh --arm      instructions on 32-bit ARM, under emulation
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/setup.sh
-[ "${1:-}" = --arm ] || { echo "usage: $0 --arm" >&2; exit 2; }
-need cmake g++ make g++-arm-linux-gnueabihf qemu-user
 
-echo "== building armv7"
-build build/bench-armv7 armv7 -DTAVO_BUILD_BENCH=ON -DBUILD_TESTING=OFF
-gcc -O2 -shared -fPIC bench/count_instructions.c -o build/bench-armv7/count_instructions.so
+measure_time() {
+    local repetitions=$1 seconds=$2 folder=build/bench last_cpu
+    need cmake g++ make python3 libbenchmark-dev libopencv-imgproc-dev libyuv-dev
+    echo "== building release"
+    build "$folder" release -DTAVO_BUILD_BENCH=ON -DBUILD_TESTING=OFF
+    echo "== measuring"
+    # Repetitions take turns in random order, so that a disturbance hits all contestants alike.
+    last_cpu=$(($(nproc) - 1))
+    taskset -c "$last_cpu" "$folder/bench/peer_bench" \
+        --benchmark_repetitions="$repetitions" --benchmark_min_time="$seconds" \
+        --benchmark_enable_random_interleaving=true \
+        --benchmark_out="$folder/results.json" --benchmark_out_format=json \
+        >"$folder/results.log" 2>&1 || { cat "$folder/results.log" >&2; return 1; }
+    python3 bench/report.py x86 "$folder/results.json"
+}
 
 # Instructions of one run of the program: NAME VARIANT TIMES. The portable variant runs on a
 # processor without NEON, for what asks the processor by itself.
@@ -17,8 +30,8 @@ count() {
     local cpu=cortex-a15
     [ "$2" = neon ] || cpu=cortex-a15,neon=off
     qemu-arm -cpu "$cpu" -L /usr/arm-linux-gnueabihf \
-        -plugin build/bench-armv7/count_instructions.so -d plugin \
-        build/bench-armv7/bench/kernel_instructions "$@" 2>&1 >/dev/null |
+        -plugin "$ARM_BUILD/count_instructions.so" -d plugin \
+        "$ARM_BUILD/bench/kernel_instructions" "$@" 2>&1 >/dev/null |
         sed -n 's/^instructions //p'
 }
 
@@ -26,36 +39,39 @@ count() {
 per_pixel() {
     local name=$1 variant=$2 pixels=$3
     awk -v one="$(count "$name" "$variant" 1)" -v four="$(count "$name" "$variant" 4)" \
-        -v pixels="$pixels" 'BEGIN { printf "%.3g", (four - one) / 3 / pixels }'
+        -v pixels="$pixels" 'BEGIN { printf "%.4g", (four - one) / 3 / pixels }'
 }
 
-page=docs/performance.md
-echo "== counting"
-rows=$(mktemp)
-while IFS=, read -r family name pixels variants; do
-    base=$(per_pixel "$name" base "$pixels")
-    neon=-
-    ratio=-
-    if [ "$variants" = neon ]; then
-        neon=$(per_pixel "$name" neon "$pixels")
-        ratio=$(awk -v n="$neon" -v b="$base" 'BEGIN { printf "%.0f %%", 100 * n / b }')
-    fi
-    echo "| $family | $name | $base | $neon | $ratio |" | tee -a "$rows"
-done < <(qemu-arm -cpu cortex-a15 -L /usr/arm-linux-gnueabihf \
-    build/bench-armv7/bench/kernel_instructions)
+# LINE,FAMILY,NAME,PIXELS,VARIANTS to LINE,FAMILY,NAME,PIXELS,BASE,NEON
+count_kernel() {
+    local line family name pixels variants neon=
+    IFS=, read -r line family name pixels variants <<<"$1"
+    [ "$variants" != neon ] || neon=$(per_pixel "$name" neon "$pixels")
+    echo "$line,$family,$name,$pixels,$(per_pixel "$name" base "$pixels"),$neon"
+}
 
-begin='<!-- counted: written by scripts/bench.sh --arm -->'
-end='<!-- end of counted -->'
-awk -v begin="$begin" -v end="$end" -v rows="$rows" '
-    $0 == begin {
-        print; print ""
-        print "| family | kernel | Base | Neon | Neon / Base |"
-        print "|---|---|---:|---:|---:|"
-        while ((getline line < rows) > 0) print line
-        print ""
-        skipping = 1
-    }
-    $0 == end { skipping = 0 }
-    !skipping' "$page" >"$rows.page"
-mv "$rows.page" "$page"
-rm -f "$rows"
+count_instructions() {
+    export ARM_BUILD=build/bench-armv7
+    export -f count per_pixel count_kernel
+    need cmake g++ make python3 g++-arm-linux-gnueabihf qemu-user
+    echo "== building armv7"
+    build "$ARM_BUILD" armv7 -DTAVO_BUILD_BENCH=ON -DBUILD_TESTING=OFF
+    gcc -O2 -shared -fPIC bench/count_instructions.c -o "$ARM_BUILD/count_instructions.so"
+    echo "== counting"
+    {
+        echo family,kernel,pixels,base,neon
+        qemu-arm -cpu cortex-a15 -L /usr/arm-linux-gnueabihf "$ARM_BUILD/bench/kernel_instructions" |
+            nl -w 1 -s , |
+            xargs -d '\n' -P "$(nproc)" -n 1 bash -c 'count_kernel "$1"' _ |
+            sort -n | cut -d , -f 2-
+    } >"$ARM_BUILD/counts.csv"
+    python3 bench/report.py arm "$ARM_BUILD/counts.csv"
+}
+
+case "${1:-}" in
+    "") measure_time 9 0.03 ;;
+    --quick) measure_time 2 0.001 ;;
+    --arm) count_instructions ;;
+    *) echo "usage: $0 [--quick | --arm]" >&2; exit 2 ;;
+esac
+echo "== written: docs/performance.md"
