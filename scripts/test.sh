@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs all tests: on this machine, with sanitizers, and under emulation of 32-bit ARM
-# (with NEON and fused multiply-add, with NEON alone, without NEON) and of 64-bit ARM.
+# (with NEON and fused multiply-add, with NEON alone, without NEON), of 64-bit ARM, and of x86-64
+# without AVX (the test without_avx of the release build).
 # --quick: the release build alone. The last line is the total.
 set -uo pipefail
 cd "$(dirname "$0")/.."

@@ -33,8 +33,8 @@ private:
     std::string _path;
 };
 
-// The runs under emulation say whether the processor they chose has NEON.
-TEST(SimdPlatform, NeonFlagFollowsTheProcessor) {
+// The runs under emulation say what the processor they chose has.
+TEST(SimdPlatform, FlagsFollowTheProcessor) {
     if (const char* const expected = std::getenv("TAVO_EXPECT_NEON")) {
         EXPECT_EQ(Simd::Neon::Enable, std::string(expected) == "1");
     } else {
@@ -43,6 +43,9 @@ TEST(SimdPlatform, NeonFlagFollowsTheProcessor) {
 #endif
     }
     EXPECT_EQ(Simd::Alignment, Simd::Neon::Enable ? 16u : 4u);
+    if (const char* const expected = std::getenv("TAVO_EXPECT_AVX2")) {
+        EXPECT_EQ(Simd::Avx2::Enable, std::string(expected) == "1");
+    }
 }
 
 TEST(SimdPlatform, AuxiliaryVectorIsReadInPairsToItsEnd) {
