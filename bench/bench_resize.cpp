@@ -62,7 +62,9 @@ const Scaling SCALINGS[] = {
 };
 
 void resizeByKernel(const Frame& src, Frame& dst, Simd::ResizerMethod method) {
-    const auto create = Simd::Neon::Enable ? Simd::Neon::ResizerInit : Simd::Base::ResizerInit;
+    const auto create = Simd::Neon::Enable   ? Simd::Neon::ResizerInit
+                        : Simd::Avx2::Enable ? Simd::Avx2::ResizerInit
+                                             : Simd::Base::ResizerInit;
     for (int p = 0; p < src.layout().plane_count; ++p) {
         const tavo::PlaneLayout& from = src.layout().plane[p];
         const tavo::PlaneLayout& to = dst.layout().plane[p];

@@ -57,8 +57,9 @@ TAVO_CV_API void rotateFrame(const Frame& src, FixedRotation rotation, Frame& ds
 /// @param angle   in degrees; positive turns counter-clockwise
 /// @param dst_roi is set to where the turned region lies in @p dst
 /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a source that is uninitialized or not on the
-///         CPU; TAVO_STATUS_OUT_OF_RANGE for a region that is empty or reaches beyond the right or
-///         lower edge; TAVO_STATUS_INVALID_PARAMETER for an angle that is not finite
+///         CPU; TAVO_STATUS_OUT_OF_RANGE for a region that is empty, or that reaches beyond the right
+///         or lower edge where no margin is needed; TAVO_STATUS_INVALID_PARAMETER for an angle that
+///         is not finite
 TAVO_CV_API void rotateFrame(
     const Frame& src, const Rect& roi, float angle, Frame& dst, Rect& dst_roi);
 

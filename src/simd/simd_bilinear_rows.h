@@ -64,6 +64,16 @@ constexpr std::uint32_t HALVE_WIDTH = 4;
 extern HalveFloats* const FloatHalves[4];  // for 1 to 4 channels
 }  // namespace Neon
 
+// Fused steps in vectors of eight elements.
+namespace Avx2 {
+extern const BilinearRows<float> FloatRows;
+extern const BilinearRows<std::uint16_t> ShortRows;
+
+/// As those of Neon, for a width of at least 8.
+using HalveFloats = Neon::HalveFloats;
+extern HalveFloats* const FloatHalves[4];
+}  // namespace Avx2
+
 /// The fused steps in the form that suits this processor.
 template <class T>
 const BilinearRows<T>& FusedRows();

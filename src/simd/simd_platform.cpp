@@ -131,7 +131,9 @@ bool HasFusedMultiplyAdd() {
     return has;
 #elif defined(__x86_64__)
     __builtin_cpu_init();  // other initialisers may come first
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && hasHalfPrecision();
+    static const bool has = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
+                            hasHalfPrecision();  // asking is slow in a virtual machine
+    return has;
 #else
     return false;
 #endif

@@ -37,6 +37,13 @@ enum ResizerMethod : std::uint32_t {
     ResizerMethodAreaFast = 7,  ///< the same on sums of 2 x 2 pixels, where it shrinks enough
 };
 
+/// Up to 8 neighbouring pairs of bytes that lie within 16 bytes of a source row.
+struct GatherBlock {
+    std::int32_t src;          ///< first of the 16 source bytes
+    std::uint32_t dst;         ///< first byte in a row of pairs
+    std::uint8_t shuffle[16];  ///< position among the 16 source bytes, for each byte of a pair
+};
+
 /// What a resizer is made for. All sizes are at least 1.
 struct ResizerParam {
     std::uint32_t type;       ///< a ResizerChannelType
@@ -111,7 +118,7 @@ protected:
     NearestRows::Gather* gather = nullptr;  ///< where it serves, it writes `blocks`
     Array<NearestBlock> blocks;
     std::uint32_t blockCount = 0;
-    std::uint32_t blockPixels = 0;  ///< leading pixels of a row that blocks write
+    std::uint32_t doneInVectors = 0;  ///< leading pixels of a row that need no copies
 };
 
 /// Separable linear interpolation of bytes, with weights of 4 fractional bits.
@@ -420,10 +427,98 @@ using Base::ResizerInit;
 
 }  // namespace Neon
 
+namespace Avx2 {
+
+#ifdef TAVO_AVX2
+
+/// As Base::ResizerInit, with vector variants. All of them give the same bytes as Base.
+Resizer* ResizerInit(std::uint32_t srcWidth,
+                     std::uint32_t srcHeight,
+                     std::uint32_t dstWidth,
+                     std::uint32_t dstHeight,
+                     std::uint32_t channels,
+                     std::uint32_t type,
+                     std::uint32_t method);
+
+/// For at least 32 destination columns, 16 source bytes, and 1 to 4 channels.
+class ResizerByteBilinear : public Base::ResizerByteBilinear {
+public:
+    explicit ResizerByteBilinear(const ResizerParam& parameters);
+    ~ResizerByteBilinear() override;
+
+    void Run(const std::uint8_t* src,
+             std::uint32_t srcStride,
+             std::uint8_t* dst,
+             std::uint32_t dstStride) override;
+
+protected:
+    void EstimateColumns();
+    void EstimateBlocks();
+
+    /// Makes a destination row without rows of sums.
+    void BlendBlocks(const std::uint8_t* upper,
+                     const std::uint8_t* lower,
+                     std::int32_t lowerWeight,
+                     std::uint8_t* dst) const;
+
+    // The inherited `ix` holds pixel numbers here; the inherited `ax` and `bx` stay empty.
+    Array<std::uint8_t> weights;  ///< a pair (16 - weight, weight) for each destination element
+    Array<std::uint8_t> rows[2];  ///< two horizontally interpolated rows, of 16-bit elements
+    Array<GatherBlock> blocks;
+    std::uint32_t blockCount = 0;      ///< 0 until a row needs them
+    std::uint32_t insideCount = 0;     ///< leading blocks that end within a row
+    const RatioForm* ratio = nullptr;  ///< that the columns follow
+};
+
+/// For 1 to 4 channels.
+class ResizerByteArea1x1 : public Base::ResizerByteArea1x1 {
+public:
+    explicit ResizerByteArea1x1(const ResizerParam& parameters);
+    ~ResizerByteArea1x1() override;
+
+    void Run(const std::uint8_t* src,
+             std::uint32_t srcStride,
+             std::uint8_t* dst,
+             std::uint32_t dstStride) override;
+};
+
+class ResizerShortBilinear : public Base::ResizerShortBilinear {
+public:
+    explicit ResizerShortBilinear(const ResizerParam& parameters);
+    ~ResizerShortBilinear() override;
+
+    using Base::ResizerShortBilinear::Run;
+    void Run(const std::uint16_t* src,
+             std::uint32_t srcStride,
+             std::uint16_t* dst,
+             std::uint32_t dstStride) override;
+};
+
+class ResizerFloatBilinear : public Base::ResizerFloatBilinear {
+public:
+    explicit ResizerFloatBilinear(const ResizerParam& parameters);
+    ~ResizerFloatBilinear() override;
+
+    using Base::ResizerFloatBilinear::Run;
+    void Run(const float* src,
+             std::uint32_t srcStride,
+             float* dst,
+             std::uint32_t dstStride) override;
+};
+
+#else
+
+using Base::ResizerInit;
+
+#endif
+
+}  // namespace Avx2
+
 // Code built for NEON must not leave behind copies of these that portable code would then call.
 extern template class Array<std::int32_t>;
 extern template class Array<std::uint32_t>;
 extern template class Array<std::uint8_t>;
 extern template class Array<float>;
+extern template class Array<GatherBlock>;
 
 }  // namespace Simd

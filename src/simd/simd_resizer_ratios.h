@@ -54,6 +54,11 @@ extern const RatioForm RatioForms[RatioCount];
 extern MeanOfThirds* const MeansOfThirds[4];
 }  // namespace Neon
 
+namespace Avx2 {
+extern const RatioForm RatioForms[RatioCount];
+extern MeanOfThirds* const MeansOfThirds[4];
+}  // namespace Avx2
+
 // Compiled into each variant apart: code built for NEON must not serve the portable one.
 namespace {
 

@@ -7,8 +7,9 @@
 
 namespace Simd {
 
-/// Columns of a block.
-constexpr std::uint32_t WARP_BLOCK = 128;
+/// Columns of a block, and of the narrowest one.
+constexpr std::uint32_t WARP_BLOCK = 256;
+constexpr std::uint32_t WARP_LEAST = 8;
 
 /// A source coordinate along a destination row: `slope` x + `start`, rounded once, plus `shift`.
 struct WarpAxis {
@@ -33,7 +34,7 @@ struct WarpBlock {
     std::uint8_t samples[2][2][4 * WARP_BLOCK];
 };
 
-/// A set of steps. Sizes are at most WARP_BLOCK.
+/// A set of steps. Sizes are WARP_LEAST to WARP_BLOCK.
 struct WarpSteps {
     /// Positions of the columns from @p column on.
     using Position = void(const WarpAxis& axis,
@@ -77,5 +78,36 @@ extern WarpSteps::Blend* const Blend[4];
 
 /// The steps in the form that suits this processor.
 const WarpSteps& FastestWarpSteps();
+
+/// A destination row's way through the source.
+struct WarpLine {
+    WarpAxis x;
+    WarpAxis y;
+    const std::uint8_t* src;  ///< the first pixel
+    std::int32_t stride;      ///< of the source in bytes, negative where it is bottom-up
+    std::int32_t ahead;       ///< bytes to what a row some way on reads in place of a sample, about
+};
+
+/// A way to warp a block of columns whose samples all lie in the source.
+struct WarpKernel {
+    /// @param size columns, WARP_LEAST to WARP_BLOCK
+    using Warp = void(const WarpLine& line,
+                      std::int32_t column,
+                      std::uint32_t size,
+                      std::uint8_t* dst);
+
+    Warp* warp;
+    std::uint32_t pixels;  ///< that are read of a row, from the position's first one on
+};
+
+/// For 1 to 4 channels.
+struct WarpKernels {
+    WarpKernel nearest[4];
+    WarpKernel bilinear[4];
+};
+
+namespace Avx2 {
+extern const WarpKernels Warps;
+}  // namespace Avx2
 
 }  // namespace Simd

@@ -80,7 +80,9 @@ std::unique_ptr<Simd::Resizer> makeResizer(const PlaneLayout& src,
                                            const PlaneLayout& dst,
                                            Simd::ResizerChannelType type,
                                            Simd::ResizerMethod method) {
-    const auto create = Simd::Neon::Enable ? Simd::Neon::ResizerInit : Simd::Base::ResizerInit;
+    const auto create = Simd::Neon::Enable   ? Simd::Neon::ResizerInit
+                        : Simd::Avx2::Enable ? Simd::Avx2::ResizerInit
+                                             : Simd::Base::ResizerInit;
     return std::unique_ptr<Simd::Resizer>(
         create(std::uint32_t(src.width), std::uint32_t(src.height), std::uint32_t(dst.width),
                std::uint32_t(dst.height), src.channels, type,

@@ -154,11 +154,11 @@ void tensorFp16ToFp32(const Tensor& src, Tensor& dst) {
     const Tensor source = src;  // also where the target is the source
     const TensorLayout& layout = source.layout();
     TensorSize strides = layout.strides;
-    for (int& stride : strides.dim) {
-        if (stride > std::numeric_limits<int>::max() / 2) {
-            TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Stride %d can't be doubled.", stride);
+    for (int i = 0; i < strides.count; ++i) {
+        if (strides.dim[i] > std::numeric_limits<int>::max() / 2) {
+            TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Stride %d can't be doubled.", strides.dim[i]);
         }
-        stride *= 2;
+        strides.dim[i] *= 2;
     }
     dst.reuse(
         TensorLayout(TENSOR_FLOAT_32, layout.format, layout.size, strides, TensorChannelOrder(0)),

@@ -37,8 +37,24 @@ std::ostream& operator<<(std::ostream& out, const Shape& s) {
                << ", channels " << s.channels << ", type " << s.type << ", method " << s.method;
 }
 
-std::unique_ptr<Simd::Resizer> make(const Shape& s, bool neon) {
-    return std::unique_ptr<Simd::Resizer>((neon ? Simd::Neon::ResizerInit : Base::ResizerInit)(
+enum Variant { Portable, Neon, Avx2 };
+
+/// Those that this processor runs.
+std::vector<Variant> variants() {
+    std::vector<Variant> result = {Portable};
+    if (Simd::Neon::Enable) {
+        result.push_back(Neon);
+    }
+    if (Simd::Avx2::Enable) {
+        result.push_back(Avx2);
+    }
+    return result;
+}
+
+std::unique_ptr<Simd::Resizer> make(const Shape& s, Variant variant) {
+    constexpr decltype(&Base::ResizerInit) CREATE[] = {Base::ResizerInit, Simd::Neon::ResizerInit,
+                                                       Simd::Avx2::ResizerInit};
+    return std::unique_ptr<Simd::Resizer>(CREATE[variant](
         s.src_width, s.src_height, s.dst_width, s.dst_height, s.channels, s.type, s.method));
 }
 
@@ -254,13 +270,14 @@ testing::AssertionResult gives(const Shape& s,
 /// Runs an object on one picture, on another and on the first again, at both ends of memory.
 void tryShape(const Shape& s) {
     static std::mt19937 random(5);
-    for (int neon = 0; neon <= int(Simd::Neon::Enable); ++neon) {
-        const auto resizer = make(s, neon != 0);
+    for (const Variant variant : variants()) {
+        const bool neon = variant == Neon;
+        const auto resizer = make(s, variant);
         ASSERT_TRUE(resizer) << s;
         const bool takes_any = s.method <= TopLeft || s.type == Float ||
-                               (s.type == Byte && filterOf(s) == Linear && neon == 0);
+                               (s.type == Byte && filterOf(s) == Linear && !neon);
         // Vectors round products, in blocks of a width of their own.
-        const Size ways = neon != 0 && s.type != Byte && s.method > TopLeft ? 4 : 1;
+        const Size ways = neon && s.type != Byte && s.method > TopLeft ? 4 : 1;
         Picture sources[2];
         std::vector<Picture> expected[2];
         for (const int run : {0, 1, 2}) {
@@ -326,19 +343,19 @@ TEST(Resizer, CubicAtFullContrast) {
     std::mt19937 random(6);
     const Shape shapes[] = {{61, 61, 512, 256, 1, Byte, Cubic}, {64, 9, 333, 40, 3, Byte, Cubic}};
     for (const Shape& s : shapes) {
-        for (int neon = 0; neon <= int(Simd::Neon::Enable); ++neon) {
+        for (const Variant variant : variants()) {
             Picture source(s.src_width * s.src_height * s.channels);
             for (float& sample : source) {
                 sample = random() % 2 ? 255.0f : 0.0f;
             }
-            EXPECT_TRUE(gives(s, *make(s, neon != 0), source, scaled(s, source, 1), false));
+            EXPECT_TRUE(gives(s, *make(s, variant), source, scaled(s, source, 1), false));
         }
     }
 }
 
 TEST(Resizer, KnownPictures) {
     const auto run = [](const Shape& s, const Picture& source, const Picture& expected) {
-        EXPECT_TRUE(gives(s, *make(s, false), source, {expected}, true));
+        EXPECT_TRUE(gives(s, *make(s, Portable), source, {expected}, true));
     };
     run({3, 1, 2, 1, 1, Short, Centre}, {500, 600, 700}, {500, 700});
     run({4, 2, 2, 1, 1, Byte, Area}, {1, 2, 9, 9, 3, 4, 9, 8}, {3, 9});
@@ -354,7 +371,7 @@ template <class PORTABLE, class VECTOR>
 void expectClasses(const std::vector<Shape>& shapes) {
     for (const Shape& shape : shapes) {
         for (int neon = 0; neon <= int(Simd::Neon::Enable); ++neon) {
-            const auto owner = make(shape, neon != 0);
+            const auto owner = make(shape, neon != 0 ? Neon : Portable);
             const Simd::Resizer* const resizer = owner.get();
             EXPECT_STREQ((resizer ? typeid(*resizer) : typeid(void)).name(),
                          (neon != 0 ? typeid(VECTOR) : typeid(PORTABLE)).name())
@@ -440,8 +457,8 @@ TEST(Resizer, MeansOfBlocksAreThoseOfTheirWeights) {
         for (const Size method : {Linear, Area}) {
             const Shape s = {size * length, size, length, 1, 1, Byte, method};
             const Picture expected = scaled(s, source, 1)[0];
-            for (int neon = 0; neon <= int(Simd::Neon::Enable); ++neon) {
-                EXPECT_TRUE(gives(s, *make(s, neon != 0), source, {expected}, true));
+            for (const Variant variant : variants()) {
+                EXPECT_TRUE(gives(s, *make(s, variant), source, {expected}, true));
             }
             for (Size sum = 0; size == 2 && sum < length; ++sum) {
                 ASSERT_EQ(expected[sum], float((sum + 2) / 4));

@@ -16,6 +16,8 @@ namespace Avx2 {
 namespace {
 
 constexpr std::uint32_t FLOATS = A / sizeof(float);  ///< of a vector
+constexpr std::size_t CACHE_LINE = 64;
+constexpr std::size_t PREFETCH_BLOCKS = 24;
 
 using ByteSource = Source<A>;
 using ByteTarget = Target<A>;
@@ -39,6 +41,17 @@ inline void storeFloats(std::uint8_t* dst, __m256 value) {
     store(dst, _mm256_castps_si256(value));
 }
 
+/// Fetches the lines of a block that comes later. Always inlined: the compiler takes calls of
+/// functions that only prefetch for calls without effect.
+template <std::size_t BLOCK_BYTES>
+[[gnu::always_inline]] inline void prefetchAfter(const void* block) {
+    const std::uint8_t* const later =
+        static_cast<const std::uint8_t*>(block) + PREFETCH_BLOCKS * BLOCK_BYTES;
+    for (std::size_t i = 0; i < BLOCK_BYTES; i += CACHE_LINE) {
+        __builtin_prefetch(later + i);
+    }
+}
+
 /// All bits in the first @p count elements.
 inline __m256i firstElements(std::uint32_t count) {
     const __m256i index = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
@@ -57,6 +70,8 @@ inline bool anyBit(__m256i v) {
 // with such are left to these.
 
 [[gnu::target("f16c")]] inline void widen(const unsigned short* src, float* dst) {
+    prefetchAfter<HALVES * sizeof(*src)>(src);
+    prefetchAfter<HALVES * sizeof(*dst)>(dst);
     const __m256i magnitude = _mm256_and_si256(load(src), _mm256_set1_epi16(0x7FFF));
     if (anyBit(_mm256_cmpgt_epi16(magnitude, _mm256_set1_epi16(0x7C00)))) {
         Base::Float16ToFloat32(src, HALVES, dst);
@@ -67,6 +82,8 @@ inline bool anyBit(__m256i v) {
 }
 
 [[gnu::target("f16c")]] inline void narrow(const float* src, unsigned short* dst) {
+    prefetchAfter<HALVES * sizeof(*src)>(src);
+    prefetchAfter<HALVES * sizeof(*dst)>(dst);
     const __m256 front = _mm256_loadu_ps(src);
     const __m256 back = _mm256_loadu_ps(src + FLOATS);
     const __m256i sign = _mm256_set1_epi32(INT32_MIN);
@@ -106,6 +123,8 @@ void Uint8ToFloat32(const std::uint8_t* src,
     const __m256 offset = _mm256_set1_ps(*lower);
     const __m256 scale = _mm256_set1_ps((*upper - *lower) / 255.0f);
     const auto kernel = [=](const std::uint8_t* __restrict bytes, std::uint8_t* __restrict floats) {
+        prefetchAfter<A>(bytes);
+        prefetchAfter<A * sizeof(float)>(floats);
 #pragma GCC unroll 4
         for (std::size_t i = 0; i < A; i += FLOATS) {
             const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i_u*>(bytes + i));
@@ -121,18 +140,24 @@ void Float32ToUint8(const float* src,
                     const float* lower,
                     const float* upper,
                     std::uint8_t* dst) {
+    if (!(*lower < *upper)) {
+        Base::Float32ToUint8(src, size, lower, upper, dst);
+        return;
+    }
+    // What is done to a value keeps the order of values. So it does to limit the result: what is
+    // too small becomes negative, which narrows to 0 like the least number that a NaN becomes.
+    const float distance = *upper - *lower;
+    const float top = distance * (255.0f / distance);
     const __m256 low = _mm256_set1_ps(*lower);
-    const __m256 high = _mm256_set1_ps(*upper);
-    const __m256 scale = _mm256_set1_ps(255.0f / (*upper - *lower));
-    // A comparison with NaN gives the second operand.
+    const __m256 scale = _mm256_set1_ps(255.0f / distance);
+    const __m256 limit = _mm256_set1_ps(top < 255.0f ? top : 255.0f);
     const auto byteOf = [=](const std::uint8_t* floats) {
-        const __m256 raised = _mm256_max_ps(loadFloats(floats), low);
-        const __m256 clamped = _mm256_min_ps(raised, high);
-        const __m256 value = _mm256_mul_ps(_mm256_sub_ps(clamped, low), scale);
-        const __m256 positive = _mm256_max_ps(value, _mm256_setzero_ps());
-        return _mm256_cvttps_epi32(_mm256_min_ps(positive, _mm256_set1_ps(255.0f)));
+        const __m256 value = _mm256_mul_ps(_mm256_sub_ps(loadFloats(floats), low), scale);
+        return _mm256_cvttps_epi32(_mm256_min_ps(limit, value));
     };
     const auto kernel = [=](const std::uint8_t* __restrict floats, std::uint8_t* __restrict bytes) {
+        prefetchAfter<A * sizeof(float)>(floats);
+        prefetchAfter<A>(bytes);
         const __m256i front = _mm256_packs_epi32(byteOf(floats), byteOf(floats + A));
         const __m256i back = _mm256_packs_epi32(byteOf(floats + 2 * A), byteOf(floats + 3 * A));
         // In 32-bit elements: the low halves of the four vectors, then the high ones.
@@ -144,6 +169,7 @@ void Float32ToUint8(const float* src,
 
 void AddValue(const float* value, float* data, std::uint32_t size) {
     const __m256 addend = _mm256_set1_ps(*value);
+#pragma GCC unroll 4
     for (; size >= FLOATS; size -= FLOATS, data += FLOATS) {
         _mm256_storeu_ps(data, _mm256_add_ps(_mm256_loadu_ps(data), addend));
     }
@@ -156,6 +182,7 @@ void AddProduct(const float* __restrict src,
                 const float* value,
                 float* __restrict dst) {
     const __m256 factor = _mm256_set1_ps(*value);
+#pragma GCC unroll 4
     for (; size >= FLOATS; size -= FLOATS, src += FLOATS, dst += FLOATS) {
         const __m256 from = _mm256_loadu_ps(src);
         _mm256_storeu_ps(dst, _mm256_fmadd_ps(factor, from, _mm256_loadu_ps(dst)));

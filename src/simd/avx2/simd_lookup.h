@@ -11,8 +11,8 @@ namespace Avx2 {
 // Compiled into each kernel apart: nothing that is built for AVX2 may serve other code.
 namespace {
 
-/// In the low lane the positions in lane @p low of a window, in the high lane those in lane @p high,
-/// as from 0 on. All others are marked, so that a shuffle gives 0 for them.
+/// In the low lane the positions in lane @p low of a window, in the high lane those in lane @p
+/// high, as from 0 on. All others are marked, so that a shuffle gives 0 for them.
 inline __m256i withinLanes(__m256i positions, int low, int high) {
     const __m256i first = _mm256_setr_m128i(_mm_set1_epi8(std::int8_t(16 * low)),
                                             _mm_set1_epi8(std::int8_t(16 * high)));
@@ -28,8 +28,8 @@ inline __m128i lookUp(const std::uint8_t* window, __m128i position) {
         const __m256i positions = _mm256_broadcastsi128_si256(position);
         __m256i bytes = _mm256_shuffle_epi8(load(window), withinLanes(positions, 0, 1));
         if constexpr (WINDOW == 4 * LANE) {
-            bytes = _mm256_or_si256(bytes, _mm256_shuffle_epi8(load(window + 2 * LANE),
-                                                               withinLanes(positions, 2, 3)));
+            bytes = _mm256_or_si256(
+                bytes, _mm256_shuffle_epi8(load(window + 2 * LANE), withinLanes(positions, 2, 3)));
         }
         return _mm_or_si128(lowLane(bytes), highLane(bytes));
     }

@@ -12,6 +12,7 @@ template class Array<std::int32_t>;
 template class Array<std::uint32_t>;
 template class Array<std::uint8_t>;
 template class Array<float>;
+template class Array<GatherBlock>;
 
 Resizer::Resizer(const ResizerParam& parameters) : param(parameters) {}
 

@@ -130,9 +130,9 @@ inline void blendRows(const std::int32_t* __restrict first,
 }
 
 /// The row that stands for @p row in an image of @p height rows.
-inline std::size_t clampRow(std::int32_t row, std::uint32_t height) {
+inline std::ptrdiff_t clampRow(std::int32_t row, std::uint32_t height) {
     const std::int32_t last = std::int32_t(height) - 1;
-    return std::size_t(row < 0 ? 0 : row > last ? last : row);
+    return std::ptrdiff_t(row < 0 ? 0 : row > last ? last : row);
 }
 
 /// Where rows are in a ring of as many as there are taps.

@@ -22,28 +22,39 @@ std::uint32_t elementSize(std::uint32_t type) {
     return type == ResizerChannelByte ? 1 : type == ResizerChannelShort ? 2 : 4;
 }
 
-void estimateCentred(std::uint32_t src, std::uint32_t dst, std::uint32_t* index) {
+void estimateCentred(std::uint32_t src,
+                     std::uint32_t dst,
+                     std::uint32_t step,
+                     std::uint32_t* index) {
     const std::int32_t last = std::int32_t(src) - 1;
     const float scale = float(src) / float(dst);
-    for (std::uint32_t i = 0; i < dst; ++i) {
+    for (std::int32_t i = 0; i < std::int32_t(dst); ++i) {
         const std::int32_t nearest = std::int32_t((float(i) + 0.5f) * scale);
-        index[i] = std::uint32_t(nearest < last ? nearest : last);
+        index[i] = std::uint32_t(nearest < last ? nearest : last) * step;
     }
 }
 
-void estimateCorner(std::uint32_t src, std::uint32_t dst, std::uint32_t* index) {
+void estimateCorner(std::uint32_t src,
+                    std::uint32_t dst,
+                    std::uint32_t step,
+                    std::uint32_t* index) {
     std::uint32_t product = 0;
     for (std::uint32_t i = 0; i < dst; ++i, product += src) {
         const std::uint32_t nearest = product / dst;
-        index[i] = nearest < src ? nearest : src - 1;
+        index[i] = (nearest < src ? nearest : src - 1) * step;
     }
 }
 
-void estimate(std::uint32_t method, std::uint32_t src, std::uint32_t dst, std::uint32_t* index) {
+/// The source index of each of @p dst places, times @p step.
+void estimate(std::uint32_t method,
+              std::uint32_t src,
+              std::uint32_t dst,
+              std::uint32_t step,
+              std::uint32_t* index) {
     if (method == ResizerMethodNearest) {
-        estimateCentred(src, dst, index);
+        estimateCentred(src, dst, step, index);
     } else if (method == ResizerMethodNearestCorner) {
-        estimateCorner(src, dst, index);
+        estimateCorner(src, dst, step, index);
     } else if (dst != 0) {
         std::memset(index, 0, dst * sizeof(*index));
     }
@@ -130,20 +141,18 @@ void ResizerNearest::EstimateIndices() {
     pixelSize = param.channels * elementSize(param.type);
     iy.Resize(param.dstHeight, param.alignment);
     ix.Resize(param.dstWidth, param.alignment);
-    estimate(param.method, param.srcHeight, param.dstHeight, iy.data);
-    estimate(param.method, param.srcWidth, param.dstWidth, ix.data);
-    for (std::uint32_t i = 0; i < ix.size; ++i) {
-        ix.data[i] *= pixelSize;
-    }
+    estimate(param.method, param.srcHeight, param.dstHeight, 1, iy.data);
+    estimate(param.method, param.srcWidth, param.dstWidth, pixelSize, ix.data);
 }
 
 bool ResizerNearest::TakesEverySecond() const {
-    for (std::uint32_t x = 0; x < ix.size; ++x) {
-        if (ix.data[x] != (2 * x + 1) * pixelSize) {
-            return false;
-        }
+    const std::uint32_t* const offset = ix.data;
+    const std::uint32_t step = pixelSize;
+    std::uint32_t difference = 0;
+    for (std::uint32_t x = 0; x < param.dstWidth; ++x) {
+        difference |= offset[x] ^ ((2 * x + 1) * step);
     }
-    return true;
+    return difference == 0;
 }
 
 bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
@@ -151,8 +160,8 @@ bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
     const std::uint32_t lastWindow = param.srcWidth * pixelSize - window;
     NearestBlock* block = nullptr;
     std::uint32_t to = 0;
-    for (blockPixels = 0; blockPixels < param.dstWidth; ++blockPixels) {
-        const std::uint32_t pixel = ix.data[blockPixels];
+    for (doneInVectors = 0; doneInVectors < param.dstWidth; ++doneInVectors) {
+        const std::uint32_t pixel = ix.data[doneInVectors];
         for (std::uint32_t i = 0; i < pixelSize; ++i, ++to) {
             if (block == nullptr || to - block->dst >= NEAREST_BLOCK ||
                 pixel + i - block->src >= window) {
@@ -179,9 +188,11 @@ void ResizerNearest::ChooseRows() {
     if (rows == nullptr) {
         return;
     }
-    if (pixelSize <= NearestRows::HALVE_SIZE && param.dstWidth >= rows->halveWidth &&
-        rows->halve[pixelSize - 1] != nullptr && TakesEverySecond()) {
+    if (pixelSize <= NearestRows::HALVE_SIZE && rows->halve[pixelSize - 1] != nullptr &&
+        param.dstWidth >= rows->halveWidth && param.dstWidth == param.srcWidth / 2 &&
+        TakesEverySecond()) {
         halve = rows->halve[pixelSize - 1];
+        doneInVectors = param.dstWidth;
         return;
     }
     // The window whose blocks are quickest, if any are quicker than copies.
@@ -206,7 +217,7 @@ void ResizerNearest::ChooseRows() {
             return;
         }
     }
-    blockCount = blockPixels = 0;
+    blockCount = doneInVectors = 0;
     blocks.Resize(0);
 }
 
@@ -220,8 +231,9 @@ void ResizerNearest::Run(const std::uint8_t* src,
     }
     const std::uint32_t width = param.dstWidth;
     const std::uint32_t lastPixel = (param.srcWidth - 1) * pixelSize;
-    const std::uint32_t* const inner = std::find(ix.data, ix.data + width - 1, lastPixel);
-    const PixelRange pixels = {ix.data, blockPixels, std::size_t(inner - ix.data), width,
+    const std::uint32_t* const inner =
+        std::find(ix.data + std::min(doneInVectors, width - 1), ix.data + width - 1, lastPixel);
+    const PixelRange pixels = {ix.data, doneInVectors, std::size_t(inner - ix.data), width,
                                pixelSize};
     const auto copy = pixelSize <= LARGEST_FIXED_SIZE ? COPY_PIXELS[pixelSize] : copyPixelsOfAny;
     const std::uint8_t* previous = nullptr;

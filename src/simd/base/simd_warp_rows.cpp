@@ -5,6 +5,8 @@
 // nearest takes the pixel (r(sx), r(sy)), limited to the source. Bilinear mixes the four pixels
 // around the position with weights of 5 fractional bits; the weights of all four add up to 1024.
 // Each row is cut into what lies outside, where tests are needed, and the long rest without tests.
+// The rests of neighbouring rows are warped block by block: what a block of a row reads lies next
+// to what the same block of the next row reads, in lines and pages that are at hand then.
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +15,7 @@
 #include <cstring>
 
 #include "simd/simd_fused.h"
+#include "simd/simd_platform.h"
 #include "simd/simd_warp_rows.h"
 #include "simd/simd_warp_steps.h"
 
@@ -25,15 +28,6 @@ inline std::ptrdiff_t stepOf(std::uint32_t stride) {
     return std::int32_t(stride);
 }
 
-/// The line of positions that belongs to destination row @p y.
-struct Line {
-    WarpAxis x;
-    WarpAxis y;
-
-    Line(const float (&inv)[6], std::uint32_t row)
-        : x{inv[0], float(row) * inv[1], inv[2]}, y{inv[3], float(row) * inv[4], inv[5]} {}
-};
-
 inline float positionAt(const WarpAxis& axis, std::int32_t column) {
     return fused(float(column), axis.slope, axis.start) + axis.shift;
 }
@@ -44,9 +38,10 @@ struct Reach {
     std::int32_t x;
     std::int32_t y;
 
-    /// @param samples that are taken side by side, and one above the other
-    Reach(const WarpAffineParam& param, std::uint32_t samples)
-        : x(std::int32_t(param.srcW - samples)), y(std::int32_t(param.srcH - samples)) {
+    /// @param columns that are read of a row
+    /// @param rows    that are read
+    Reach(const WarpAffineParam& param, std::uint32_t columns, std::uint32_t rows)
+        : x(std::int32_t(param.srcW - columns)), y(std::int32_t(param.srcH - rows)) {
         const std::int64_t step = std::abs(std::int64_t(stepOf(param.srcS)));
         if (std::int64_t(param.srcW) * param.channels + step * param.srcH > INT32_MAX) {
             x = -1;
@@ -85,47 +80,114 @@ void fillBorder(const WarpAffineParam& param,
     }
 }
 
+/// Rows that a prefetch has for its way.
+constexpr float ROWS_AHEAD = 4.0f;
+
+inline std::int32_t bytesAhead(const WarpAffineParam& param) {
+    const float x = ROWS_AHEAD * param.inv[1];
+    const float y = ROWS_AHEAD * param.inv[4];
+    const bool near = std::fabs(x) < float(param.srcW) && std::fabs(y) < float(param.srcH);
+    const std::int64_t bytes =
+        near ? round(y) * std::int64_t(stepOf(param.srcS)) + round(x) * std::int64_t(param.channels)
+             : 0;
+    return std::int32_t(bytes);
+}
+
 /// One destination row and what it is made of. A sampler adds how: `within(column)` tells whether a
-/// column needs no tests, `sample(column)` does one with tests, and `warp(column, size)` does a
-/// block without.
+/// column needs no tests, and `sample(column)` does one with tests.
 struct Row {
     const WarpAffineParam& param;
-    const WarpSteps& steps;
-    const Reach reach;
-    const Line line;
-    const std::uint8_t* const src;
+    const Reach& reach;
+    const WarpLine line;
     std::uint8_t* const dst;
-    const std::ptrdiff_t step;  // from row to row of the source
 
-    /// @param samples of a position, per axis
     Row(const WarpAffineParam& parameters,
-        std::uint32_t samples,
+        const Reach& limits,
         std::uint32_t y,
         const std::uint8_t* source,
         std::uint8_t* destination)
         : param(parameters),
-          steps(FastestWarpSteps()),
-          reach(param, samples),
-          line(param.inv, y),
-          src(source),
-          dst(destination + std::ptrdiff_t(y) * stepOf(param.dstS)),
-          step(stepOf(param.srcS)) {}
+          reach(limits),
+          line{{param.inv[0], float(y) * param.inv[1], param.inv[2]},
+               {param.inv[3], float(y) * param.inv[4], param.inv[5]},
+               source,
+               std::int32_t(stepOf(param.srcS)),
+               bytesAhead(param)},
+          dst(destination + std::ptrdiff_t(y) * stepOf(param.dstS)) {}
+
+    std::ptrdiff_t step() const { return line.stride; }
 };
 
-/// Warps the columns @p first to @p last - 1. Positions rise or fall along a row, rounding
-/// included, so that all between two columns within the source are within it.
+/// Columns of a row that need no tests.
+struct Span {
+    WarpLine line;
+    std::uint8_t* dst;  // the row
+    std::int32_t begin;
+    std::int32_t end;
+};
+
 template <class Sampler>
-void warpInside(const Sampler& sampler, std::int32_t first, std::int32_t last) {
+void sampleColumns(const Sampler& sampler, std::int32_t first, std::int32_t last) {
+    for (; first < last; ++first) {
+        sampler.sample(first);
+    }
+}
+
+/// Does the columns from @p first to @p last - 1 that need tests. Positions rise or fall along a
+/// row, rounding included, so that all between two columns within the source are within it.
+/// @return the others
+template <class Sampler>
+Span sampleEdges(const Sampler& sampler, std::int32_t first, std::int32_t last) {
     for (; first < last && !sampler.within(first); ++first) {
         sampler.sample(first);
     }
     for (; first < last && !sampler.within(last - 1); --last) {
         sampler.sample(last - 1);
     }
-    for (; first < last; first += std::int32_t(WARP_BLOCK)) {
-        sampler.warp(first, std::min(WARP_BLOCK, std::uint32_t(last - first)));
+    if (last - first < std::int32_t(WARP_LEAST)) {
+        sampleColumns(sampler, first, last);
+        first = last;
+    }
+    return {sampler.line, sampler.dst, first, last};
+}
+
+/// The last block of a row overlaps the one before where it would be too narrow.
+template <std::size_t CHANNELS>
+void warpSpans(WarpKernel::Warp* warp, const Span* spans, std::uint32_t count) {
+    bool any = true;
+    for (std::int32_t done = 0; any; done += std::int32_t(WARP_BLOCK)) {
+        any = false;
+        for (const Span* span = spans; span != spans + count; ++span) {
+            const std::int32_t left = span->end - span->begin - done;
+            if (left > 0) {
+                const auto size = std::clamp(std::uint32_t(left), WARP_LEAST, WARP_BLOCK);
+                const std::int32_t column =
+                    std::min(span->begin + done, span->end - std::int32_t(size));
+                warp(span->line, column, size, span->dst + bytesOf<CHANNELS>(column));
+                any = true;
+            }
+        }
     }
 }
+
+/// Rows whose blocks are warped together.
+constexpr std::uint32_t BAND = 16;
+
+/// Calls @p edges(y) for each row, which does what needs tests and returns the others.
+template <std::size_t CHANNELS, class Edges>
+void warpBands(WarpKernel::Warp* warp, std::uint32_t begin, std::uint32_t end, Edges edges) {
+    while (begin < end) {
+        Span spans[BAND];
+        std::uint32_t count = 0;
+        for (; count < BAND && begin < end; ++count, ++begin) {
+            spans[count] = edges(begin);
+        }
+        warpSpans<CHANNELS>(warp, spans, count);
+    }
+}
+
+/// The kernels that suit this processor.
+const WarpKernels& fastestKernels();
 
 // ---- Nearest ------------------------------------------------------------------------------------
 
@@ -140,7 +202,6 @@ struct Nearest : Row {
     }
 
     void sample(std::int32_t column) const;
-    void warp(std::int32_t column, std::uint32_t size) const;
 };
 
 template <std::size_t CHANNELS>
@@ -153,22 +214,29 @@ void Nearest<CHANNELS>::sample(std::int32_t column) const {
     }
     const std::int32_t ix = std::clamp(round(sx), 0, std::int32_t(param.srcW - 1));
     const std::int32_t iy = std::clamp(round(sy), 0, std::int32_t(param.srcH - 1));
-    copy<CHANNELS>(src + iy * step + bytesOf<CHANNELS>(ix), dst + bytesOf<CHANNELS>(column));
+    copy<CHANNELS>(line.src + iy * step() + bytesOf<CHANNELS>(ix), dst + bytesOf<CHANNELS>(column));
 }
 
+/// Pixels of three bytes are copied with a fourth, which the next one replaces.
 template <std::size_t CHANNELS>
-void Nearest<CHANNELS>::warp(std::int32_t column, std::uint32_t size) const {
+void warpBlockNearest(const WarpLine& line,
+                      std::int32_t column,
+                      std::uint32_t size,
+                      std::uint8_t* __restrict dst) {
+    constexpr std::size_t BYTES = CHANNELS == 3 ? 4 : CHANNELS;
+    const WarpSteps& steps = FastestWarpSteps();
     WarpBlock block;
     steps.position(line.x, column, size, block.x);
     steps.position(line.y, column, size, block.y);
-    steps.locateNearest(block, size, std::int32_t(step), CHANNELS);
+    steps.locateNearest(block, size, line.stride, CHANNELS);
     const std::int32_t* __restrict offset = block.offset;
-    const std::uint8_t* __restrict from = src;
-    std::uint8_t* __restrict to = dst + bytesOf<CHANNELS>(column);
+    const std::uint8_t* __restrict src = line.src;
+    const std::size_t last = size - 1;
 #pragma GCC unroll 8
-    for (std::size_t i = 0; i < size; ++i) {
-        copy<CHANNELS>(from + offset[i], to + i * CHANNELS);
+    for (std::size_t i = 0; i < last; ++i) {
+        copy<BYTES>(src + offset[i], dst + i * CHANNELS);
     }
+    copy<CHANNELS>(src + offset[last], dst + last * CHANNELS);
 }
 
 template <std::size_t CHANNELS>
@@ -178,12 +246,14 @@ void warpNearest(const WarpAffineParam& param,
                  const WarpRanges& ranges,
                  const std::uint8_t* src,
                  std::uint8_t* dst) {
-    for (std::uint32_t y = begin; y < end; ++y) {
-        const Nearest<CHANNELS> row(param, 1, y, src, dst);
+    const WarpKernel& kernel = fastestKernels().nearest[CHANNELS - 1];
+    const Reach reach(param, kernel.pixels, 1);
+    warpBands<CHANNELS>(kernel.warp, begin, end, [&](std::uint32_t y) {
+        const Nearest<CHANNELS> row(param, reach, y, src, dst);
         fillBorder<CHANNELS>(param, row.dst, 0, ranges.beg[y]);
-        warpInside(row, ranges.beg[y], ranges.end[y]);
         fillBorder<CHANNELS>(param, row.dst, ranges.end[y], std::int32_t(param.dstW));
-    }
+        return sampleEdges(row, ranges.beg[y], ranges.end[y]);
+    });
 }
 
 // ---- Bilinear -----------------------------------------------------------------------------------
@@ -215,8 +285,6 @@ struct Bilinear : Row {
     }
 
     void sample(std::int32_t column) const;
-    void warp(std::int32_t column, std::uint32_t size) const;
-    void gather(WarpBlock& block, std::uint32_t size) const;
 };
 
 template <std::size_t CHANNELS>
@@ -229,7 +297,7 @@ void Bilinear<CHANNELS>::sample(std::int32_t column) const {
     const auto sampleAt = [&](std::int32_t ix, std::int32_t iy) {
         const bool inside = ix >= 0 && std::uint32_t(ix) < param.srcW &&  //
                             iy >= 0 && std::uint32_t(iy) < param.srcH;
-        return inside ? src + iy * step + bytesOf<CHANNELS>(ix) : substitute;
+        return inside ? line.src + iy * step() + bytesOf<CHANNELS>(ix) : substitute;
     };
     const std::uint8_t* const p00 = sampleAt(x.index, y.index);
     const std::uint8_t* const p01 = sampleAt(x.index + 1, y.index);
@@ -244,9 +312,11 @@ void Bilinear<CHANNELS>::sample(std::int32_t column) const {
 
 /// Fetches the samples of a block as WarpBlock tells.
 template <std::size_t CHANNELS>
-void Bilinear<CHANNELS>::gather(WarpBlock& block, std::uint32_t size) const {
+void gather(const WarpLine& line, std::uint32_t size, WarpBlock& block) {
     constexpr std::size_t BYTES = CHANNELS < 3 ? 2 : 4;
     constexpr std::size_t SECOND = 2 * CHANNELS - BYTES;
+    const std::uint8_t* const src = line.src;
+    const std::ptrdiff_t step = line.stride;
     const std::int32_t* __restrict offset = block.offset;
     std::uint8_t(*__restrict upper)[4 * WARP_BLOCK] = block.samples[0];
     std::uint8_t(*__restrict lower)[4 * WARP_BLOCK] = block.samples[1];
@@ -264,20 +334,17 @@ void Bilinear<CHANNELS>::gather(WarpBlock& block, std::uint32_t size) const {
 }
 
 template <std::size_t CHANNELS>
-void Bilinear<CHANNELS>::warp(std::int32_t column, std::uint32_t size) const {
+void warpBlockBilinear(const WarpLine& line,
+                       std::int32_t column,
+                       std::uint32_t size,
+                       std::uint8_t* dst) {
+    const WarpSteps& steps = FastestWarpSteps();
     WarpBlock block;
     steps.position(line.x, column, size, block.x);
     steps.position(line.y, column, size, block.y);
-    steps.locateBilinear(block, size, std::int32_t(step), CHANNELS);
-    gather(block, size);
-    steps.blend[CHANNELS - 1](block, size, dst + bytesOf<CHANNELS>(column));
-}
-
-template <class Sampler>
-void warpEdge(const Sampler& sampler, std::int32_t first, std::int32_t last) {
-    for (; first < last; ++first) {
-        sampler.sample(first);
-    }
+    steps.locateBilinear(block, size, line.stride, CHANNELS);
+    gather<CHANNELS>(line, size, block);
+    steps.blend[CHANNELS - 1](block, size, dst);
 }
 
 template <std::size_t CHANNELS>
@@ -287,14 +354,36 @@ void warpBilinear(const WarpAffineParam& param,
                   const WarpRanges& ranges,
                   const std::uint8_t* src,
                   std::uint8_t* dst) {
-    for (std::uint32_t y = begin; y < end; ++y) {
-        const Bilinear<CHANNELS> row(param, 2, y, src, dst);
+    const WarpKernel& kernel = fastestKernels().bilinear[CHANNELS - 1];
+    const Reach reach(param, kernel.pixels, 2);
+    warpBands<CHANNELS>(kernel.warp, begin, end, [&](std::uint32_t y) {
+        const Bilinear<CHANNELS> row(param, reach, y, src, dst);
         fillBorder<CHANNELS>(param, row.dst, 0, ranges.lo[y]);
-        warpEdge(row, ranges.lo[y], ranges.beg[y]);
-        warpInside(row, ranges.beg[y], ranges.end[y]);
-        warpEdge(row, ranges.end[y], ranges.hi[y]);
         fillBorder<CHANNELS>(param, row.dst, ranges.hi[y], std::int32_t(param.dstW));
+        sampleColumns(row, ranges.lo[y], ranges.beg[y]);
+        sampleColumns(row, ranges.end[y], ranges.hi[y]);
+        return sampleEdges(row, ranges.beg[y], ranges.end[y]);
+    });
+}
+
+// ---- Choice -------------------------------------------------------------------------------------
+
+constexpr WarpKernels STEPS = {{{warpBlockNearest<1>, 1},
+                                {warpBlockNearest<2>, 1},
+                                {warpBlockNearest<3>, 2},
+                                {warpBlockNearest<4>, 1}},
+                               {{warpBlockBilinear<1>, 2},
+                                {warpBlockBilinear<2>, 2},
+                                {warpBlockBilinear<3>, 2},
+                                {warpBlockBilinear<4>, 2}}};
+
+const WarpKernels& fastestKernels() {
+#ifdef TAVO_AVX2
+    if (Avx2::Enable) {
+        return Avx2::Warps;
     }
+#endif
+    return STEPS;
 }
 
 }  // namespace

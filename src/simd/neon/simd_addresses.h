@@ -29,6 +29,11 @@ inline T* moved(T* pointer, std::ptrdiff_t step) {
     return pointer;
 }
 
+template <class Pointer>
+inline void advance(Pointer& pointer, std::ptrdiff_t step) {
+    pointer = moved(pointer, step);
+}
+
 }  // namespace
 }  // namespace Neon
 }  // namespace Simd

@@ -19,20 +19,25 @@
 
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
+#include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
 
 namespace Simd {
 namespace Neon {
 namespace {
 
+static_assert(BGR_WEIGHTS_SHIFT == 14);
+constexpr int SPLIT = 64;  // lo is what a weight leaves divided by it
+
 /// Y without its offset.
 inline uint8x8_t lumaSum(uint8x8_t b, uint8x8_t g, uint8x8_t r) {
-    uint16x8_t high = vmull_u8(b, vdup_n_u8(1606 / 64));
-    high = vmlal_u8(high, g, vdup_n_u8(8258 / 64));
-    high = vmlal_u8(high, r, vdup_n_u8(4211 / 64));
-    uint16x8_t low = vmull_u8(b, vdup_n_u8(1606 % 64));
-    low = vmlal_u8(low, g, vdup_n_u8(8258 % 64));
-    low = vmlal_u8(low, r, vdup_n_u8(4211 % 64));
+    constexpr BgrWeights W = BGR_TO_Y;
+    uint16x8_t high = vmull_u8(b, vdup_n_u8(W.b / SPLIT));
+    high = vmlal_u8(high, g, vdup_n_u8(W.g / SPLIT));
+    high = vmlal_u8(high, r, vdup_n_u8(W.r / SPLIT));
+    uint16x8_t low = vmull_u8(b, vdup_n_u8(W.b % SPLIT));
+    low = vmlal_u8(low, g, vdup_n_u8(W.g % SPLIT));
+    low = vmlal_u8(low, r, vdup_n_u8(W.r % SPLIT));
     return vrshrn_n_u16(vsraq_n_u16(high, low, 6), 8);
 }
 
@@ -41,13 +46,20 @@ inline uint8x16_t lumaOf(uint8x16x3_t bgr) {
         lumaSum(vget_low_u8(bgr.val[0]), vget_low_u8(bgr.val[1]), vget_low_u8(bgr.val[2]));
     const uint8x8_t right =
         lumaSum(vget_high_u8(bgr.val[0]), vget_high_u8(bgr.val[1]), vget_high_u8(bgr.val[2]));
-    return vaddq_u8(join<uint8x16_t>(left, right), vdupq_n_u8(16));
+    return vaddq_u8(join<uint8x16_t>(left, right), vdupq_n_u8(LUMA_OFFSET));
 }
 
-// The signed weights of the chroma sums: 7193 meets b - g in U and r - g in V.
+// The weights of the chroma sums: the major one meets b - g in U and r - g in V, the minor ones are
+// subtracted.
 enum Weight { MAJOR_HIGH, MAJOR_LOW, U_MINOR_HIGH, U_MINOR_LOW, V_MINOR_HIGH, V_MINOR_LOW };
-constexpr std::int16_t CHROMA_WEIGHTS[8] = {7193 / 64, 7193 % 64, 2425 / 64,
-                                            2425 % 64, 1163 / 64, 1163 % 64};
+constexpr int MAJOR = BGR_TO_U.b;
+constexpr int U_MINOR = -BGR_TO_U.r;
+constexpr int V_MINOR = -BGR_TO_V.b;
+constexpr std::int16_t CHROMA_WEIGHTS[8] = {MAJOR / SPLIT,   MAJOR % SPLIT,   U_MINOR / SPLIT,
+                                            U_MINOR % SPLIT, V_MINOR / SPLIT, V_MINOR % SPLIT};
+static_assert(BGR_TO_V.r == MAJOR);
+static_assert(BGR_TO_U.b + BGR_TO_U.g + BGR_TO_U.r == 0);
+static_assert(BGR_TO_V.b + BGR_TO_V.g + BGR_TO_V.r == 1);
 
 template <Weight WEIGHT>
 inline int16x8_t multiply(int16x8_t a, int16x8_t weights) {
@@ -63,7 +75,7 @@ inline int16x8_t multiplySubtract(int16x8_t sum, int16x8_t a, int16x8_t weights)
 
 inline uint8x8_t withOffset(int16x8_t high, int16x8_t low) {
     const int8x8_t sum = vrshrn_n_s16(vsraq_n_s16(high, low, 6), 8);
-    return veor_u8(vreinterpret_u8_s8(sum), vdup_n_u8(128));
+    return veor_u8(vreinterpret_u8_s8(sum), vdup_n_u8(CHROMA_OFFSET));
 }
 
 /// Variables of such structs are not const: GCC would keep them in memory.

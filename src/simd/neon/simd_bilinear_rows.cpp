@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "simd/neon/simd_addresses.h"
+#include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_bilinear_rows.h"
 
@@ -169,30 +169,35 @@ inline float32x4_t mean(float32x4_t a, float32x4_t b) {
     return mix(a, b, vdupq_n_f32(0.5f));
 }
 
-inline float32x4_t meansOfPairs(const float* src) {
+/// Of the next four pairs.
+template <class Address>
+inline float32x4_t meansOfPairs(Address& src) {
     const float32x4x2_t pairs = vld2q_f32(src);
+    advance(src, 2 * VECTOR);
     return mean(pairs.val[0], pairs.val[1]);
 }
 
-void halveGray(const float* __restrict upper,
-               const float* __restrict lower,
-               std::uint32_t width,
-               float* __restrict dst) {
+void halveGray(const float* upper, const float* lower, std::uint32_t width, float* dst) {
     finishHalves(upper, lower, 1, width, dst);
     const auto next = [&] {
-        vst1q_f32(dst, mean(meansOfPairs(upper), meansOfPairs(lower)));
-        upper = moved(upper, 2 * VECTOR);
-        lower = moved(lower, 2 * VECTOR);
-        dst = moved(dst, VECTOR);
+        const float32x4_t above = meansOfPairs(upper);
+        return mean(above, meansOfPairs(lower));
     };
     for (std::uint32_t i = width / UNROLL; i != 0; --i) {
-        next();
-        next();
-        next();
-        next();
+#pragma GCC unroll 2
+        for (std::uint32_t k = 0; k < UNROLL; k += 2 * VECTOR) {
+            // No store in between, so that the steps of both mix.
+            const float32x4_t first = next();
+            const float32x4_t second = next();
+            vst1q_f32(dst, first);
+            advance(dst, VECTOR);
+            vst1q_f32(dst, second);
+            advance(dst, VECTOR);
+        }
     }
     for (std::uint32_t i = width % UNROLL / VECTOR; i != 0; --i) {
-        next();
+        vst1q_f32(dst, next());
+        advance(dst, VECTOR);
     }
 }
 

@@ -173,10 +173,13 @@ void AddProduct(const float* src, std::uint32_t size, const float* value, float*
         __builtin_prefetch(dst + PREFETCH_DISTANCE);
         advance(src, 0);
         advance(dst, 0);
-        for (std::uint32_t i = 0; i < TURN; i += 2 * VECTOR) {
-            const float32x4x2_t from = take(src);
-            const float32x4x2_t to = take(addends);
-            put(dst, float32x4x2_t{{sum(to.val[0], from.val[0]), sum(to.val[1], from.val[1])}});
+        for (std::uint32_t i = 0; i < TURN; i += 4 * VECTOR) {
+            const float32x4x2_t from[2] = {take(src), take(src)};
+            const float32x4x2_t to[2] = {take(addends), take(addends)};
+            for (int k = 0; k < 2; ++k) {
+                put(dst, float32x4x2_t{{sum(to[k].val[0], from[k].val[0]),
+                                        sum(to[k].val[1], from[k].val[1])}});
+            }
         }
     }
     for (; size >= VECTOR; size -= VECTOR, src += VECTOR, dst += VECTOR) {

@@ -17,6 +17,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "simd/neon/simd_streams.h"
+#include "simd/neon/simd_vectors.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"
 #include "simd/simd_resizer_tables.h"
@@ -172,7 +174,12 @@ struct RunningSums {
     }
 
     static void store(const uint32x4_t (&block)[4], std::uint32_t* target) {
-        const uint32x4x4_t v = {{block[0], block[1], block[2], block[3]}};
+        uint32x4x4_t v;
+        declareWritten(v);
+        v.val[0] = block[0];
+        v.val[1] = block[1];
+        v.val[2] = block[2];
+        v.val[3] = block[3];
         vst4q_u32(target, v);
     }
 
@@ -181,6 +188,7 @@ struct RunningSums {
     void take(Sums& block, std::size_t offset) {
         carry = accumulate(block.low, carry);
         store(block.low, sums + offset + 1);
+        scheduleInOrder();
         carry = accumulate(block.high, carry);
         store(block.high, sums + offset + 1 + BLOCK / 2);
     }
@@ -189,19 +197,18 @@ struct RunningSums {
 /// @param size bytes of a row, at least one block
 template <bool HAS_MIDDLE, bool HAS_LAST, class Target>
 inline void sumRows(const Rows& rows, std::size_t size, Target target) {
-    const auto sumAt = [&](std::size_t offset) {
-        Sums block = sumBlock<Target, HAS_MIDDLE, HAS_LAST>(rows, offset);
-        target.take(block, offset);
-    };
     target.start(0);
     std::size_t offset = 0;
     for (; offset + BLOCK <= size; offset += BLOCK) {
-        sumAt(offset);
+        Sums block = sumBlock<Target, HAS_MIDDLE, HAS_LAST>(rows, offset);
+        target.take(block, offset);
     }
     // What remains is narrower than a block, so the last block overlaps the one before.
     if (offset < size) {
-        target.start(size - BLOCK);
-        sumAt(size - BLOCK);
+        offset = size - BLOCK;
+        target.start(offset);
+        Sums block = sumBlock<Target, HAS_MIDDLE, HAS_LAST>(rows, offset);
+        target.take(block, offset);
     }
 }
 

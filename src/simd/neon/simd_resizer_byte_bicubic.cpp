@@ -14,29 +14,45 @@ namespace Simd {
 namespace Neon {
 namespace {
 
+/// The weighted sums of a block without their offset.
 template <std::size_t WINDOW>
-void sum(const std::uint8_t* __restrict src,
+inline uint16x8_t weigh(const std::uint8_t* src, const BicubicBlock& block, uint8x8_t distance) {
+    const Window<WINDOW> window(src + block.src);
+    const uint8x8x2_t left = vld2_u8(block.weights[0][0]);
+    const uint8x8x2_t right = vld2_u8(block.weights[1][0]);
+    const uint8x8_t first = vld1_u8(block.position);
+    const uint8x8_t second = vadd_u8(first, distance);
+    const uint8x8_t third = vadd_u8(second, distance);
+    const uint8x8_t fourth = vadd_u8(third, distance);
+    uint16x8_t lanes = vmull_u8(window.at(first), left.val[0]);
+    lanes = vmlsl_u8(lanes, window.at(second), left.val[1]);
+    lanes = vmlsl_u8(lanes, window.at(third), right.val[0]);
+    return vmlal_u8(lanes, window.at(fourth), right.val[1]);
+}
+
+template <std::size_t WINDOW>
+void sum(const std::uint8_t* src,
          std::uint32_t channels,
-         const BicubicBlock* __restrict block,
+         const BicubicBlock* block,
          std::uint32_t count,
-         std::int16_t* __restrict sums) {
+         std::int16_t* sums) {
     const uint8x8_t distance = vdup_n_u8(std::uint8_t(channels));
     const uint16x8_t offset = vdupq_n_u16(std::uint16_t(BICUBIC_OFFSET));
-#pragma GCC unroll 2
-    for (; count != 0; --count) {
-        const Window<WINDOW> window(src + block->src);
-        const uint8x8x2_t left = vld2_u8(block->weights[0][0]);
-        const uint8x8x2_t right = vld2_u8(block->weights[1][0]);
-        const uint8x8_t first = vld1_u8(block->position);
-        const uint8x8_t second = vadd_u8(first, distance);
-        const uint8x8_t third = vadd_u8(second, distance);
-        const uint8x8_t fourth = vadd_u8(third, distance);
-        uint16x8_t lanes = vmull_u8(window.at(first), left.val[0]);
-        lanes = vmlsl_u8(lanes, window.at(second), left.val[1]);
-        lanes = vmlsl_u8(lanes, window.at(third), right.val[0]);
-        lanes = vmlal_u8(lanes, window.at(fourth), right.val[1]);
-        vst1q_s16(sums + block->dst, vreinterpretq_s16_u16(vaddq_u16(lanes, offset)));
-        block = moved(block, 1);
+    const auto store = [=](std::uint32_t to, uint16x8_t lanes) {
+        vst1q_s16(sums + to, vreinterpretq_s16_u16(vaddq_u16(lanes, offset)));
+    };
+    for (std::uint32_t pairs = count / 2; pairs != 0; --pairs) {
+        // No store in between, so that the steps of both blocks mix.
+        const std::uint32_t to = block->dst;
+        const uint16x8_t lanes = weigh<WINDOW>(src, *block, distance);
+        advance(block, 1);
+        const uint16x8_t next = weigh<WINDOW>(src, *block, distance);
+        store(to, lanes);
+        store(block->dst, next);
+        advance(block, 1);
+    }
+    if (count % 2 != 0) {
+        store(block->dst, weigh<WINDOW>(src, *block, distance));
     }
 }
 
@@ -52,7 +68,7 @@ struct Columns {
 
 inline int16x8_t loadNext(const std::int16_t* __restrict& row) {
     const int16x8_t sums = vld1q_s16(row);
-    row = moved(row, 8);
+    advance(row, 8);
     return sums;
 }
 
@@ -95,7 +111,7 @@ void blend(const std::int16_t* const (&rows)[4],
                        vdupq_n_s16(std::int16_t(sumOfWeights))};
     for (std::size_t blocks = size / BLOCK; blocks != 0; --blocks) {
         blendBlock(columns, dst);
-        dst = moved(dst, BLOCK);
+        advance(dst, BLOCK);
     }
     // What remains is narrower than a block, so the last block overlaps the one before.
     if (const std::size_t rest = size % BLOCK) {

@@ -15,8 +15,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "simd/neon/simd_addresses.h"
 #include "simd/neon/simd_lookup.h"
+#include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"
@@ -250,39 +250,42 @@ template <std::size_t CHANNELS>
 
 // ---- Between rows -------------------------------------------------------------------------------
 
-inline void blendBlock(const std::uint8_t* upper,
-                       const std::uint8_t* lower,
-                       uint16x4_t weights,
-                       std::uint8_t* dst) {
+/// The next 16 bytes, even and odd ones apart.
+template <class Address>
+inline uint8x8x2_t blendBlock(Address& upper, Address& lower, uint16x4_t weights) {
     const uint16x8x2_t first = vld2q_u16(as<std::uint16_t>(upper));
     const uint16x8x2_t second = vld2q_u16(as<std::uint16_t>(lower));
-    vst2_u8(dst, {{blend(first.val[0], second.val[0], weights),
-                   blend(first.val[1], second.val[1], weights)}});
+    advance(upper, BLEND_BLOCK * SUM_SIZE);
+    advance(lower, BLEND_BLOCK * SUM_SIZE);
+    return {
+        {blend(first.val[0], second.val[0], weights), blend(first.val[1], second.val[1], weights)}};
 }
 
 /// @param size bytes of the destination row, at least one block
-[[gnu::noinline]] void blendRows(const std::uint8_t* __restrict upper,
-                                 const std::uint8_t* __restrict lower,
+[[gnu::noinline]] void blendRows(const std::uint8_t* upper,
+                                 const std::uint8_t* lower,
                                  std::int32_t lowerWeight,
                                  std::size_t size,
-                                 std::uint8_t* __restrict dst) {
+                                 std::uint8_t* dst) {
     const uint16x4_t weights = rowWeights(lowerWeight);
-    const auto next = [&] {
-        blendBlock(upper, lower, weights, dst);
-        upper = moved(upper, BLEND_BLOCK * SUM_SIZE);
-        lower = moved(lower, BLEND_BLOCK * SUM_SIZE);
-        dst = moved(dst, BLEND_BLOCK);
-    };
     for (std::size_t i = size / (2 * BLEND_BLOCK); i != 0; --i) {
-        next();
-        next();
+        // No store in between, so that the steps of both blocks mix.
+        const uint8x8x2_t first = blendBlock(upper, lower, weights);
+        const uint8x8x2_t second = blendBlock(upper, lower, weights);
+        vst2_u8(dst, first);
+        advance(dst, BLEND_BLOCK);
+        vst2_u8(dst, second);
+        advance(dst, BLEND_BLOCK);
     }
     if (size / BLEND_BLOCK % 2 != 0) {
-        next();
+        vst2_u8(dst, blendBlock(upper, lower, weights));
+        advance(dst, BLEND_BLOCK);
     }
     if (const std::size_t rest = size % BLEND_BLOCK) {
         const std::size_t back = BLEND_BLOCK - rest;
-        blendBlock(upper - back * SUM_SIZE, lower - back * SUM_SIZE, weights, dst - back);
+        upper -= back * SUM_SIZE;
+        lower -= back * SUM_SIZE;
+        vst2_u8(dst - back, blendBlock(upper, lower, weights));
     }
 }
 

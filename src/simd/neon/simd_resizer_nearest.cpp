@@ -24,7 +24,7 @@ void gather(const std::uint8_t* __restrict src,
         const std::uint32_t from = block->src;
         const std::uint32_t to = block->dst;
         vst1q_u8(dst + to, lookUp<WINDOW>(src + from, vld1q_u8(block->position)));
-        block = moved(block, 1);
+        advance(block, 1);
     }
 }
 
@@ -68,8 +68,8 @@ void halve(const std::uint8_t* __restrict src, std::uint32_t width, std::uint8_t
 #pragma GCC unroll 4
     for (std::uint32_t vectors = width / Vector::PIXELS; vectors != 0; --vectors) {
         Vector::copy(src, dst);
-        src = moved(src, 2 * STEP);
-        dst = moved(dst, STEP);
+        advance(src, 2 * STEP);
+        advance(dst, STEP);
     }
     // What remains is narrower than a vector, so the last one overlaps the one before.
     if (const std::size_t rest = width % Vector::PIXELS) {
@@ -80,10 +80,8 @@ void halve(const std::uint8_t* __restrict src, std::uint32_t width, std::uint8_t
 
 }  // namespace
 
-const NearestRows NearestVectors = {{gather<16>, gather<32>, gather<64>},
-                                    {3, 4, 5},
-                                    {halve<1>, halve<2>, halve<3>, halve<4>},
-                                    16};
+const NearestRows NearestVectors = {
+    {gather<16>, gather<32>, gather<64>}, {3, 4, 5}, {halve<1>, halve<2>, halve<3>, halve<4>}, 16};
 
 }  // namespace Neon
 }  // namespace Simd

@@ -216,11 +216,11 @@ struct MeanBlock {
     }
 
     /// No bit below the 16 that go first takes part in the rounding.
-    static uint16x4_t highWords(uint16x4_t sums, std::uint16_t rowWeight, std::uint16_t weight) {
-        return vshrn_n_u32(vmulq_n_u32(vmull_n_u16(sums, rowWeight), weight), 16);
+    static uint16x4_t highWords(uint16x4_t sums, uint16x4_t rowWeight, uint32x4_t columnWeight) {
+        return vshrn_n_u32(vmulq_u32(vmull_u16(sums, rowWeight), columnWeight), 16);
     }
 
-    static void scale(const Rows& rows, std::uint16_t rowWeight, std::uint16_t columnWeight) {
+    static void scale(const Rows& rows, uint16x4_t rowWeight, uint32x4_t columnWeight) {
         uint16x8_t sums = addTriples(vdupq_n_u16(0), rows.src[0]);
         sums = addTriples(addTriples(sums, rows.src[1]), rows.src[2]);
         const auto words =
@@ -386,7 +386,7 @@ void averageThirds(const std::uint8_t* __restrict src,
                    std::uint16_t rowWeight,
                    std::uint16_t columnWeight) {
     scaleBlocks<MeanBlock, CHANNELS>({{src, src + srcStep, src + 2 * srcStep}, {dst}}, width,
-                                     rowWeight, columnWeight);
+                                     vdup_n_u16(rowWeight), vdupq_n_u32(columnWeight));
 }
 
 template <std::size_t CHANNELS>

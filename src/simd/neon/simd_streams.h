@@ -8,21 +8,16 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/neon/simd_addresses.h"
+
 namespace Simd {
 namespace Neon {
 // Compiled into each kernel apart: nothing that is built for NEON may serve other code.
 namespace {
 
-/// Moves @p address on by @p elements and hides where it came from.
-template <class Address>
-inline void advance(Address& address, std::size_t elements) {
-    address += elements;
-    asm("" : "+r"(address));
-}
-
 /// Structures of three vectors are accessed by halves; the second half's address is shared.
 template <class Address>
-inline void advanceHalves(Address& address, std::size_t elements) {
+inline void advanceHalves(Address& address, std::ptrdiff_t elements) {
     advance(address, elements / 2);
     advance(address, elements / 2);
 }
@@ -31,10 +26,10 @@ inline void advanceHalves(Address& address, std::size_t elements) {
 /// seeing one of them written at a time, keeps all of them alive around the whole loop.
 template <class Structure>
 inline void declareWritten(Structure& structure) {
-#ifdef __clang__
-    (void)structure;
-#else
+#if defined(__arm__) && !defined(__clang__)
     asm("" : "=w"(structure));
+#else
+    (void)structure;
 #endif
 }
 
@@ -107,7 +102,7 @@ inline void putPairs(std::uint8_t*& dst, uint8x16x2_t v) {
 
 /// Two bytes of the pixels each.
 inline void putPixels(std::uint8_t*& dst, uint16x8x3_t v) {
-    vst3q_u16(static_cast<std::uint16_t*>(static_cast<void*>(dst)), v);
+    vst3q_u16(as<std::uint16_t>(dst), v);
     advanceHalves(dst, 48);
 }
 

@@ -18,18 +18,26 @@ constexpr std::uint32_t PAIRS_BLOCK = 2 * A;    // pixels where two share a chro
 constexpr std::size_t PREFETCH_DISTANCE = 384;  // bytes ahead of a block
 
 /// Keeps the compiler from mixing the instructions before and after, which would need more
-/// registers than there are. Costs nothing itself.
+/// registers than 32-bit ARM has. Costs nothing itself.
 inline void scheduleInOrder() {
+#ifdef __arm__
     asm volatile("");
+#endif
 }
 
-/// Like vcombine, which costs moves on 32-bit ARM.
+/// Like vcombine, which costs moves on 32-bit ARM; there registers of both sizes overlap. On 64-bit
+/// ARM only vcombine keeps out of memory.
 template <class Whole, class Half>
 inline Whole join(Half low, Half high) {
+#ifdef __aarch64__
+    return reinterpret_cast<Whole>(
+        vcombine_u8(reinterpret_cast<uint8x8_t>(low), reinterpret_cast<uint8x8_t>(high)));
+#else
     Whole joined;
     std::memcpy(&joined, &low, sizeof low);
     std::memcpy(reinterpret_cast<char*>(&joined) + sizeof low, &high, sizeof high);
     return joined;
+#endif
 }
 
 /// First column of the block at @p x. What remains at the end of a row is narrower than a block, so

@@ -29,11 +29,15 @@ struct Steps {
     }
 };
 
-/// The offsets of the pixels next to four positions.
-inline int32x4_t locateNearest(const Steps& steps, const float* x, const float* y) {
+/// The offsets of the pixels next to the following four positions.
+template <class Address>
+inline int32x4_t locateNearest(const Steps& steps, Address& x, Address& y) {
     const float32x4_t half = vdupq_n_f32(0.5f);
-    return steps.offset(vcvtq_s32_f32(vaddq_f32(vld1q_f32(x), half)),
-                        vcvtq_s32_f32(vaddq_f32(vld1q_f32(y), half)));
+    const int32x4_t ix = vcvtq_s32_f32(vaddq_f32(vld1q_f32(x), half));
+    const int32x4_t iy = vcvtq_s32_f32(vaddq_f32(vld1q_f32(y), half));
+    advance(x, 4);
+    advance(y, 4);
+    return steps.offset(ix, iy);
 }
 
 /// The fractions behind whole positions in units of 1/32, rounded: the conversion multiplies.
@@ -164,11 +168,14 @@ void LocateNearest(WarpBlock& block,
     std::int32_t* __restrict offset = block.offset;
     const std::int32_t* const end = offset + size;
     while (offset < end) {
-        for (int i = 0; i < 4; ++i) {
-            vst1q_s32(offset, locateNearest(steps, x, y));
-            offset = moved(offset, 4);
-            x = moved(x, 4);
-            y = moved(y, 4);
+        // No store in between, so that the steps of different vectors mix.
+        int32x4_t offsets[4];
+        for (int32x4_t& each : offsets) {
+            each = locateNearest(steps, x, y);
+        }
+        for (const int32x4_t each : offsets) {
+            vst1q_s32(offset, each);
+            advance(offset, 4);
         }
     }
 }

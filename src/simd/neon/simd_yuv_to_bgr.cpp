@@ -21,6 +21,7 @@
 
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
+#include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
 
 namespace Simd {
@@ -66,21 +67,23 @@ struct Channels {
 
 /// 13 fractional bits.
 struct PlanarArithmetic {
-    static constexpr std::int16_t WEIGHTS[8] = {9535, 16531, -3203, 13074, -6660};
+    static constexpr YuvWeights W = PLANAR_TO_BGR;
+    static constexpr std::int16_t WEIGHTS[8] = {W.y, W.uToBlue, W.uToGreen, W.vToRed, W.vToGreen};
+    static constexpr int WIDENING = 16 - W.shift;
 
     using Chroma = Channels<Wide>;  // what eight chroma samples add
 
     static inline Chroma chroma(uint8x8_t u, uint8x8_t v) {
         const int16x8_t weights = vld1q_s16(WEIGHTS);
-        const int16x8_t du = vshlq_n_s16(difference(u, 128), 3);
-        const int16x8_t dv = vshlq_n_s16(difference(v, 128), 3);
+        const int16x8_t du = vshlq_n_s16(difference(u, CHROMA_OFFSET), WIDENING);
+        const int16x8_t dv = vshlq_n_s16(difference(v, CHROMA_OFFSET), WIDENING);
         return {multiply<U_TO_BLUE>(du, weights),
                 multiplyAdd<V_TO_GREEN>(multiply<U_TO_GREEN>(du, weights), dv, weights),
                 multiply<V_TO_RED>(dv, weights)};
     }
 
     static inline Channels<int16x8_t> sums(uint8x8_t y, Chroma chroma) {
-        const int16x8_t dy = vshlq_n_s16(difference(y, 16), 3);
+        const int16x8_t dy = vshlq_n_s16(difference(y, LUMA_OFFSET), WIDENING);
         Wide luma = multiply<Y>(dy, vld1q_s16(WEIGHTS));
         return {roundedSum(luma, chroma.blue), roundedSum(luma, chroma.green),
                 roundedSum(luma, chroma.red)};
@@ -97,7 +100,11 @@ private:
 
 /// 8 fractional bits.
 struct Nv12Arithmetic {
-    static constexpr std::int16_t WEIGHTS[4] = {129, -25, -52, 102};
+    static constexpr YuvWeights W = NV12_TO_BGR;
+    static constexpr std::int16_t WEIGHTS[4] = {W.uToBlue / 4, W.uToGreen / 4, W.vToGreen / 4,
+                                                W.vToRed / 4};
+    static_assert(W.shift == 8 && W.y % 4 == 2 && W.vToRed % 4 == 1);
+    static_assert(W.uToBlue % 4 == 0 && W.uToGreen % 4 == 0 && W.vToGreen % 4 == 0);
 
     struct Chroma {
         int16x8_t blue;
@@ -107,8 +114,8 @@ struct Nv12Arithmetic {
     };
 
     static inline Chroma chroma(uint8x8_t u, uint8x8_t v) {
-        const int16x8_t du = vreinterpretq_s16_u16(vsubl_u8(u, vdup_n_u8(128)));
-        const int16x8_t dv = vreinterpretq_s16_u16(vsubl_u8(v, vdup_n_u8(128)));
+        const int16x8_t du = vreinterpretq_s16_u16(vsubl_u8(u, vdup_n_u8(CHROMA_OFFSET)));
+        const int16x8_t dv = vreinterpretq_s16_u16(vsubl_u8(v, vdup_n_u8(CHROMA_OFFSET)));
         const int16x4_t weights = vld1_s16(WEIGHTS);
         return {vmulq_lane_s16(du, weights, 0),
                 vmlaq_lane_s16(vmulq_lane_s16(du, weights, 1), dv, weights, 2),
@@ -116,7 +123,7 @@ struct Nv12Arithmetic {
     }
 
     static inline Channels<int16x8_t> sums(uint8x8_t y, Chroma chroma) {
-        const uint16x8_t luma = vmull_u8(vqsub_u8(y, vdup_n_u8(16)), vdup_n_u8(149));
+        const uint16x8_t luma = vmull_u8(vqsub_u8(y, vdup_n_u8(LUMA_OFFSET)), vdup_n_u8(W.y / 2));
         const int16x8_t half = vreinterpretq_s16_u16(vhaddq_u16(luma, vdupq_n_u16(64)));
         const int16x8_t red = vreinterpretq_s16_u16(vhaddq_u16(luma, chroma.redHalf));
         return {vqaddq_s16(half, chroma.blue), vaddq_s16(half, chroma.green),

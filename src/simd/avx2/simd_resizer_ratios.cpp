@@ -1,0 +1,328 @@
+// Linear interpolation of bytes by ratios whose taps repeat, both directions at once.
+//
+// Weights are halves or quarters of 16 here. With the common factors left out a pixel is
+//
+//     half      (p00 + p01 + p10 + p11 + 2) >> 2
+//     double    (9 p00 + 3 p01 + 3 p10 + p11 + 8) >> 4,  or turned
+//
+// so that 12 bits hold the sums. A rounding product shifts them. Means of 3 x 3 are those of area
+// scaling.
+
+#include "simd/simd_resizer_ratios.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "simd/avx2/simd_area_sums.h"
+#include "simd/avx2/simd_vectors.h"
+#include "simd/simd_blocks.h"
+
+namespace Simd {
+namespace Avx2 {
+namespace {
+
+constexpr std::uint32_t NARROWEST = 32;
+constexpr std::size_t SUMS = LANE / 2;  // of 16 bits, in a lane
+
+// ---- Half ---------------------------------------------------------------------------------------
+
+/// Brings bytes of neighbouring pixels together, as far as whole pairs of pixels reach.
+/// @param shift of the source within its lane
+constexpr Shuffle shuffleOfHalf(std::size_t channels, std::size_t shift = 0) {
+    Shuffle shuffle = {};
+    for (std::size_t i = 0; i < SUMS; ++i) {
+        const bool whole = i < SUMS / channels * channels;
+        const std::size_t left = i / channels * 2 * channels + i % channels + shift;
+        shuffle.from[2 * i] = whole ? std::uint8_t(left) : Shuffle::ZERO;
+        shuffle.from[2 * i + 1] = whole ? std::uint8_t(left + channels) : Shuffle::ZERO;
+    }
+    return shuffle;
+}
+
+/// Means of 2 x 2 bytes that stand side by side.
+inline __m256i means(__m256i upper, __m256i lower) {
+    const __m256i ones = _mm256_set1_epi8(1);
+    return roundedShift<2>(
+        _mm256_add_epi16(_mm256_maddubs_epi16(upper, ones), _mm256_maddubs_epi16(lower, ones)));
+}
+
+template <std::size_t CHANNELS>
+struct HalfBlock {
+    static constexpr std::size_t BYTES = VECTOR;
+
+    static __m256i sideBySide(__m256i bytes) {
+        static constexpr Shuffle ORDER = shuffleOfHalf(CHANNELS);
+        return CHANNELS == 1 ? bytes : shuffle(bytes, ORDER);
+    }
+
+    static __m256i half(const std::uint8_t* upper, const std::uint8_t* lower) {
+        return means(sideBySide(load(upper)), sideBySide(load(lower)));
+    }
+
+    void operator()(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* dst) const {
+        const __m256i lanes =
+            _mm256_packus_epi16(half(upper, lower), half(upper + VECTOR, lower + VECTOR));
+        store(dst, _mm256_permute4x64_epi64(lanes, _MM_SHUFFLE(3, 1, 2, 0)));
+    }
+};
+
+/// Two destination pixels to a lane, eight in all. The last lane's source ends with the row.
+template <>
+struct HalfBlock<3> {
+    static constexpr std::size_t BYTES = 24;
+
+    static __m256i half(const std::uint8_t* upper,
+                        const std::uint8_t* lower,
+                        std::size_t distance,
+                        __m256i order) {
+        return means(_mm256_shuffle_epi8(loadLanes(upper, distance), order),
+                     _mm256_shuffle_epi8(loadLanes(lower, distance), order));
+    }
+
+    void operator()(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* dst) const {
+        constexpr std::size_t PAIR = 12;  // bytes of the source of two pixels
+        constexpr std::size_t SHIFT = 4;
+        static constexpr Shuffle FIRST = shuffleOfHalf(3);
+        static constexpr Shuffle LAST = shuffleOfHalf(3, SHIFT);
+        static constexpr Shuffle CLOSE = {{0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, Shuffle::ZERO,
+                                           Shuffle::ZERO, Shuffle::ZERO, Shuffle::ZERO}};
+        const __m128i first = loadLane(FIRST.from);
+        const __m256i even = half(upper, lower, 2 * PAIR, lanesOf(first, first));
+        const __m256i odd =
+            half(upper + PAIR, lower + PAIR, 2 * PAIR - SHIFT, lanesOf(first, loadLane(LAST.from)));
+        const __m256i bytes = shuffle(_mm256_packus_epi16(even, odd), CLOSE);
+        const __m256i closed =
+            _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+        storeLane(dst, lowLane(closed));
+        _mm_storeu_si64(dst + LANE, highLane(closed));
+    }
+};
+
+template <std::size_t CHANNELS>
+[[gnu::flatten]] void halve(const std::uint8_t* src,
+                            std::ptrdiff_t srcStep,
+                            std::uint8_t* dst,
+                            std::ptrdiff_t,
+                            std::uint32_t width) {
+    using Block = HalfBlock<CHANNELS>;
+    using Bytes = Source<2 * Block::BYTES>;
+    processRow<Block::BYTES / CHANNELS>(width, Block(), Bytes{src, 0u}, Bytes{src + srcStep, 0u},
+                                        Target<Block::BYTES>{dst, 0u});
+}
+
+// ---- Double -------------------------------------------------------------------------------------
+
+/// The way of source bytes into blocks of 16 or 32 destination pixels, with the nearer of two
+/// pixels first.
+template <std::size_t CHANNELS>
+struct DoubleOrder {
+    static constexpr std::size_t VECTORS = CHANNELS == 3 ? 3 : 1;
+    static constexpr std::size_t BYTES = VECTORS * VECTOR;  // of a destination row
+    static constexpr std::size_t COLUMNS = BYTES / CHANNELS;
+    static constexpr std::size_t SOURCE = (COLUMNS / 2 + 1) * CHANNELS;  // bytes
+
+    struct Part {
+        std::size_t start;     // of the bytes in a row that a lane loads
+        std::size_t distance;  // to those of the other lane
+        std::uint8_t low[VECTOR];
+        std::uint8_t high[VECTOR];
+    };
+
+    Part part[VECTORS] = {};
+
+    /// Left pixel of a destination byte, as a place in the source.
+    static constexpr std::size_t leftOf(std::size_t byte) {
+        return byte / CHANNELS / 2 * CHANNELS + byte % CHANNELS;
+    }
+
+    static constexpr std::size_t startOf(std::size_t byte) {
+        const std::size_t first = byte / CHANNELS / 2 * CHANNELS;
+        return first < SOURCE - LANE ? first : SOURCE - LANE;
+    }
+
+    constexpr DoubleOrder() {
+        for (std::size_t byte = 0; byte < BYTES; ++byte) {
+            Part& to = part[byte / VECTOR];
+            const std::size_t lane = byte / LANE * LANE;
+            const std::size_t left = leftOf(byte) - startOf(lane);
+            const bool isLeft = byte / CHANNELS % 2 == 0;
+            const std::size_t place = lane % VECTOR + byte % SUMS * 2;
+            std::uint8_t* const order = byte % LANE < SUMS ? to.low : to.high;
+            order[place] = std::uint8_t(isLeft ? left : left + CHANNELS);
+            order[place + 1] = std::uint8_t(isLeft ? left + CHANNELS : left);
+        }
+        for (std::size_t i = 0; i < VECTORS; ++i) {
+            part[i].start = startOf(i * VECTOR);
+            part[i].distance = startOf(i * VECTOR + LANE) - part[i].start;
+        }
+    }
+};
+
+struct TwoRows {
+    __m256i first;
+    __m256i second;
+};
+
+/// @param order of the bytes of both rows
+inline TwoRows doubled(__m256i upper, __m256i lower, const std::uint8_t* order) {
+    const __m256i nearer = bytePairs(9, 3);
+    const __m256i farther = bytePairs(3, 1);
+    const __m256i positions = load(order);
+    const __m256i above = _mm256_shuffle_epi8(upper, positions);
+    const __m256i below = _mm256_shuffle_epi8(lower, positions);
+    return {roundedShift<4>(_mm256_add_epi16(_mm256_maddubs_epi16(above, nearer),
+                                             _mm256_maddubs_epi16(below, farther))),
+            roundedShift<4>(_mm256_add_epi16(_mm256_maddubs_epi16(below, nearer),
+                                             _mm256_maddubs_epi16(above, farther)))};
+}
+
+template <std::size_t CHANNELS>
+struct DoubleBlock {
+    using Order = DoubleOrder<CHANNELS>;
+
+    void operator()(const std::uint8_t* upper,
+                    const std::uint8_t* lower,
+                    std::uint8_t* dst,
+                    std::uint8_t* next) const {
+        static constexpr Order ORDER;
+        for (std::size_t i = 0; i < Order::VECTORS; ++i) {
+            const typename Order::Part& part = ORDER.part[i];
+            const __m256i above = loadLanes(upper + part.start, part.distance);
+            const __m256i below = loadLanes(lower + part.start, part.distance);
+            const TwoRows low = doubled(above, below, part.low);
+            const TwoRows high = doubled(above, below, part.high);
+            store(dst + i * VECTOR, _mm256_packus_epi16(low.first, high.first));
+            store(next + i * VECTOR, _mm256_packus_epi16(low.second, high.second));
+        }
+    }
+};
+
+inline std::uint8_t edgeQuarters(std::uint8_t near, std::uint8_t far) {
+    return std::uint8_t((3 * near + far + 2) >> 2);
+}
+
+/// The first and the last column lie at the edge pixels.
+template <std::size_t CHANNELS>
+[[gnu::flatten]] void doubleRows(const std::uint8_t* src,
+                                 std::ptrdiff_t srcStep,
+                                 std::uint8_t* dst,
+                                 std::ptrdiff_t dstStep,
+                                 std::uint32_t width) {
+    const std::uint8_t* const lower = src + srcStep;
+    std::uint8_t* const next = dst + dstStep;
+    const std::size_t fromLast = (width / 2 - 1) * CHANNELS;
+    const std::size_t toLast = (width - 1) * CHANNELS;
+    for (std::size_t c = 0; c < CHANNELS; ++c) {
+        dst[c] = edgeQuarters(src[c], lower[c]);
+        next[c] = edgeQuarters(lower[c], src[c]);
+        dst[toLast + c] = edgeQuarters(src[fromLast + c], lower[fromLast + c]);
+        next[toLast + c] = edgeQuarters(lower[fromLast + c], src[fromLast + c]);
+    }
+    using Order = DoubleOrder<CHANNELS>;
+    using Bytes = Source<Order::BYTES / 2>;
+    using Results = Target<Order::BYTES>;
+    processRow<Order::COLUMNS>(width - 2, DoubleBlock<CHANNELS>(), Bytes{src, 0u}, Bytes{lower, 0u},
+                               Results{dst + CHANNELS, 0u}, Results{next + CHANNELS, 0u});
+}
+
+// ---- Means of thirds ----------------------------------------------------------------------------
+
+/// The way of source bytes into vectors of 8 sums, each of which takes four bytes: three neighbours
+/// and a zero.
+template <std::size_t CHANNELS>
+struct ThirdOrder {
+    static constexpr std::size_t VECTORS = CHANNELS == 3 ? 3 : 1;
+    static constexpr std::size_t BYTES = VECTORS * SUMS;  // of a destination row
+    static constexpr std::size_t SOURCE = 3 * BYTES;
+
+    struct Part {
+        std::size_t start;     // of the bytes in a row that a lane loads
+        std::size_t distance;  // to those of the other lane
+        std::uint8_t order[VECTOR];
+    };
+
+    Part part[VECTORS] = {};
+
+    /// Left pixel of a destination byte, as a place in the source.
+    static constexpr std::size_t leftOf(std::size_t byte) {
+        return byte / CHANNELS * 3 * CHANNELS + byte % CHANNELS;
+    }
+
+    static constexpr std::size_t startOf(std::size_t byte) {
+        return leftOf(byte) < SOURCE - LANE ? leftOf(byte) : SOURCE - LANE;
+    }
+
+    constexpr ThirdOrder() {
+        for (std::size_t byte = 0; byte < BYTES; ++byte) {
+            const std::size_t lane = byte / 4 * 4;
+            const std::size_t left = leftOf(byte) - startOf(lane);
+            std::uint8_t* const order = part[byte / SUMS].order + byte % SUMS * 4;
+            order[0] = std::uint8_t(left);
+            order[1] = std::uint8_t(left + CHANNELS);
+            order[2] = std::uint8_t(left + 2 * CHANNELS);
+            order[3] = Shuffle::ZERO;
+        }
+        for (std::size_t i = 0; i < VECTORS; ++i) {
+            part[i].start = startOf(i * SUMS);
+            part[i].distance = startOf(i * SUMS + 4) - part[i].start;
+        }
+    }
+};
+
+template <std::size_t CHANNELS>
+struct MeanBlock {
+    using Order = ThirdOrder<CHANNELS>;
+
+    __m256i weight;  // of a cell
+
+    void operator()(const std::uint8_t* first,
+                    const std::uint8_t* second,
+                    const std::uint8_t* third,
+                    std::uint8_t* dst) const {
+        static constexpr Order ORDER;
+        const __m256i ones = _mm256_set1_epi8(1);
+        for (std::size_t i = 0; i < Order::VECTORS; ++i) {
+            const typename Order::Part& part = ORDER.part[i];
+            const __m256i order = load(part.order);
+            const auto pairs = [&](const std::uint8_t* row) {
+                const __m256i bytes = loadLanes(row + part.start, part.distance);
+                return _mm256_maddubs_epi16(_mm256_shuffle_epi8(bytes, order), ones);
+            };
+            const __m256i sums =
+                _mm256_add_epi16(_mm256_add_epi16(pairs(first), pairs(second)), pairs(third));
+            storeArea(_mm256_mullo_epi32(_mm256_madd_epi16(sums, _mm256_set1_epi16(1)), weight),
+                      dst + i * SUMS);
+        }
+    }
+};
+
+template <std::size_t CHANNELS>
+[[gnu::flatten]] void averageThirds(const std::uint8_t* src,
+                                    std::ptrdiff_t srcStep,
+                                    std::uint8_t* dst,
+                                    std::uint32_t width,
+                                    std::uint16_t rowWeight,
+                                    std::uint16_t columnWeight) {
+    using Order = ThirdOrder<CHANNELS>;
+    using Bytes = Source<Order::SOURCE>;
+    const std::uint32_t weight = std::uint32_t(rowWeight) * columnWeight;
+    processRow<Order::BYTES / CHANNELS>(
+        width, MeanBlock<CHANNELS>{_mm256_set1_epi32(std::int32_t(weight))}, Bytes{src, 0u},
+        Bytes{src + srcStep, 0u}, Bytes{src + 2 * srcStep, 0u}, Target<Order::BYTES>{dst, 0u});
+}
+
+}  // namespace
+
+// The other ratios are as quick by look-ups.
+const RatioForm RatioForms[RatioCount] = {
+    {HALF, NARROWEST, {halve<1>, halve<2>, halve<3>, halve<4>}},
+    {THIRD, 0, {}},
+    {TWO_THIRDS, 0, {}},
+    {DOUBLE, NARROWEST + 2, {doubleRows<1>, doubleRows<2>, doubleRows<3>, doubleRows<4>}},
+};
+
+MeanOfThirds* const MeansOfThirds[4] = {averageThirds<1>, averageThirds<2>, averageThirds<3>,
+                                        averageThirds<4>};
+
+}  // namespace Avx2
+}  // namespace Simd
