@@ -155,7 +155,7 @@ std::vector<Job> allJobs() {
     const ResizeGroup groups[] = {
         {NEAREST, {1, 2, 3}, sizes},
         {BILINEAR, {1, 2, 3}, sizes},
-        {AREA, {1, 3}, sizes},
+        {AREA, {1, 2, 3}, sizes},
         {BICUBIC, {1, 3}, sizes},
         {FLOAT_BILINEAR, {1, 3}, {TO_720P, TO_540P}},
     };
