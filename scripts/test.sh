@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 source scripts/setup.sh
 
 runs=(release asan armv7 armv7-cortex-a9 armv7-no-neon aarch64)
-packages=(cmake g++ make googletest)
+packages=(cmake g++ make googletest pkgconf)
 case "${1:-}" in
     "") packages+=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user) ;;
     --quick) runs=(release) ;;
