@@ -1,6 +1,7 @@
-// Blocks of the affine warp in vectors of eight columns: where the samples are, then the samples
-// themselves, which single loads fetch, and last their weighted sums. Gathering instructions are no
-// quicker where they are quick, and very slow on many processors.
+// Blocks of the affine warp in vectors of eight columns: first where the samples of all are, then
+// their weighted sums. Single loads fetch the samples, since gathering instructions are very slow
+// on many processors. Where the last columns of a block do not fill a vector, positions behind them
+// are computed, too, but not used.
 
 #include "simd/simd_warp_steps.h"
 
@@ -15,16 +16,7 @@ namespace Avx2 {
 namespace {
 
 constexpr std::uint32_t COLUMNS = 8;  ///< of a vector
-static_assert(COLUMNS <= WARP_LEAST, "a vector needs as many");
-
-/// Where vectors of a block start. The last one overlaps the one before.
-struct Starts {
-    std::uint32_t last;
-
-    explicit Starts(std::uint32_t size) : last(size - COLUMNS) {}
-
-    std::size_t at(std::uint32_t i) const { return i < last ? i : last; }
-};
+static_assert(COLUMNS <= WARP_LEAST, "a vector needs as many columns");
 
 /// Positions along one axis.
 struct Axis {
@@ -53,36 +45,30 @@ inline __m256i offsetOf(__m256i ix, __m256i iy, __m256i stride) {
 /// Positions of vector after vector.
 class Positions {
 public:
-    Positions(const WarpLine& line, std::int32_t column, Starts starts)
+    Positions(const WarpLine& line, std::int32_t column)
         : m_x(line.x),
           m_y(line.y),
-          m_columns(columnsFrom(column)),
-          m_last(columnsFrom(column + std::int32_t(starts.last))) {}
+          m_columns(_mm256_add_epi32(_mm256_set1_epi32(column),
+                                     _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7))) {}
 
     void take(__m256& x, __m256& y) {
-        const __m256 columns = _mm256_cvtepi32_ps(_mm256_min_epi32(m_columns, m_last));
+        const __m256 columns = _mm256_cvtepi32_ps(m_columns);
         x = m_x.at(columns);
         y = m_y.at(columns);
         m_columns = _mm256_add_epi32(m_columns, _mm256_set1_epi32(COLUMNS));
     }
 
 private:
-    static __m256i columnsFrom(std::int32_t first) {
-        return _mm256_add_epi32(_mm256_set1_epi32(first),
-                                _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
-    }
-
     Axis m_x;
     Axis m_y;
     __m256i m_columns;
-    __m256i m_last;
 };
 
 /// Has what later rows read brought near. A turned row leaves each line of memory after a few
 /// pixels, so that the processor does not see its way. No address is wrong for a prefetch.
 template <int CHANNELS>
 inline void prefetch(const WarpLine& line, const std::int32_t* offset, std::uint32_t size) {
-    constexpr std::uint32_t STEP = 32 / CHANNELS;
+    constexpr std::uint32_t STEP = CHANNELS == 1 ? 16 : 8;
     const std::uint8_t* const ahead = line.src + line.ahead;
     for (std::uint32_t i = 0; i < size; i += STEP) {
         __builtin_prefetch(ahead + offset[i]);
@@ -103,18 +89,16 @@ void warpNearest(const WarpLine& line,
                  std::uint8_t* __restrict dst) {
     // Pixels of three bytes are copied with a fourth, which the next one replaces.
     constexpr std::size_t BYTES = CHANNELS == 3 ? 4 : CHANNELS;
-    const Starts starts(size);
     const __m256i stride = _mm256_set1_epi32(line.stride);
     const __m256 half = _mm256_set1_ps(0.5f);
-    Positions positions(line, column, starts);
+    Positions positions(line, column);
     std::int32_t offset[WARP_BLOCK];
     for (std::uint32_t i = 0; i < size; i += COLUMNS) {
         __m256 x;
         __m256 y;
         positions.take(x, y);
-        store(offset + starts.at(i),
-              offsetOf<CHANNELS>(_mm256_cvttps_epi32(_mm256_add_ps(x, half)),
-                                 _mm256_cvttps_epi32(_mm256_add_ps(y, half)), stride));
+        store(offset + i, offsetOf<CHANNELS>(_mm256_cvttps_epi32(_mm256_add_ps(x, half)),
+                                             _mm256_cvttps_epi32(_mm256_add_ps(y, half)), stride));
     }
     prefetch<CHANNELS>(line, offset, size);
     const std::uint8_t* __restrict src = line.src;
@@ -128,19 +112,10 @@ void warpNearest(const WarpLine& line,
 
 // ---- Bilinear -----------------------------------------------------------------------------------
 
-/// The samples of a column: pixels of the upper row, then as many bytes of the lower row. With
-/// three channels two bytes of no meaning follow each pair of pixels.
-template <int CHANNELS>
-constexpr std::size_t SLOT = CHANNELS == 1   ? 4
-                             : CHANNELS == 2 ? 8
-                                             : 16;
-
-template <int CHANNELS>
 struct Block {
     std::int32_t offset[WARP_BLOCK];
     std::uint8_t wx[4 * WARP_BLOCK];  ///< bytes (32 - w, w), twice
     std::uint8_t wy[4 * WARP_BLOCK];  ///< 16-bit pairs (32 - w, w)
-    std::uint8_t samples[SLOT<CHANNELS> * WARP_BLOCK];
 };
 
 /// The fraction behind a whole position in units of 1/32, rounded. The product is exact, so that a
@@ -165,7 +140,7 @@ inline __m256i lanesOfWeights(__m256i weights) {
 }
 
 template <int CHANNELS>
-inline void locate(Positions& positions, __m256i stride, std::size_t i, Block<CHANNELS>& block) {
+inline void locate(Positions& positions, __m256i stride, std::size_t i, Block& block) {
     __m256 x;
     __m256 y;
     positions.take(x, y);
@@ -176,18 +151,51 @@ inline void locate(Positions& positions, __m256i stride, std::size_t i, Block<CH
     store(block.wy + 4 * i, lanesOfWeights(weightOf(y, iy)));
 }
 
+/// The source, of which two rows are read at a time.
+struct Rows {
+    const std::uint8_t* upper;
+    const std::uint8_t* lower;
+};
+
+/// Columns whose samples fill a lane. With three channels, pairs of pixels are two bytes short.
 template <int CHANNELS>
-inline void fetch(const std::uint8_t* __restrict upper,
-                  const std::uint8_t* __restrict lower,
-                  std::size_t i,
-                  Block<CHANNELS>& block) {
-    constexpr std::size_t HALF = SLOT<CHANNELS> / 2;
-    const std::int32_t* __restrict offset = block.offset + i;
-    std::uint8_t* __restrict samples = block.samples + 2 * HALF * i;
-    for (std::size_t k = 0; k < COLUMNS; ++k, samples += 2 * HALF) {
-        const std::ptrdiff_t at = offset[k];
-        copy<HALF>(upper + at, samples);
-        copy<HALF>(lower + at, samples + HALF);
+constexpr int LANE_COLUMNS = CHANNELS == 1   ? 4
+                             : CHANNELS == 2 ? 2
+                                             : 1;
+
+/// The samples of a column, those of the upper row first. With one channel they are four bytes,
+/// with two channels eight.
+template <int CHANNELS>
+inline __m128i fetchColumn(const Rows& rows, std::ptrdiff_t at) {
+    const auto load4 = [](const std::uint8_t* src) {
+        std::int32_t bytes;
+        std::memcpy(&bytes, src, sizeof(bytes));
+        return _mm_cvtsi32_si128(bytes);
+    };
+    const auto load8 = [](const std::uint8_t* src) {
+        return _mm_loadl_epi64(static_cast<const __m128i_u*>(static_cast<const void*>(src)));
+    };
+    if constexpr (CHANNELS == 1) {
+        return _mm_unpacklo_epi16(load4(rows.upper + at), load4(rows.lower + at));
+    } else if constexpr (CHANNELS == 2) {
+        return _mm_unpacklo_epi32(load4(rows.upper + at), load4(rows.lower + at));
+    } else {
+        return _mm_unpacklo_epi64(load8(rows.upper + at), load8(rows.lower + at));
+    }
+}
+
+template <int CHANNELS>
+inline __m128i fetchLane(const Rows& rows, const std::int32_t* offset) {
+    if constexpr (CHANNELS == 1) {
+        return _mm_unpacklo_epi64(_mm_unpacklo_epi32(fetchColumn<CHANNELS>(rows, offset[0]),
+                                                     fetchColumn<CHANNELS>(rows, offset[1])),
+                                  _mm_unpacklo_epi32(fetchColumn<CHANNELS>(rows, offset[2]),
+                                                     fetchColumn<CHANNELS>(rows, offset[3])));
+    } else if constexpr (CHANNELS == 2) {
+        return _mm_unpacklo_epi64(fetchColumn<CHANNELS>(rows, offset[0]),
+                                  fetchColumn<CHANNELS>(rows, offset[1]));
+    } else {
+        return fetchColumn<CHANNELS>(rows, offset[0]);
     }
 }
 
@@ -195,7 +203,7 @@ inline void fetch(const std::uint8_t* __restrict upper,
 /// four channel by channel.
 template <int CHANNELS>
 constexpr Shuffle sidesTogether() {
-    constexpr int SIZE = int(SLOT<CHANNELS>);
+    constexpr int SIZE = int(LANE) / LANE_COLUMNS<CHANNELS>;
     Shuffle order = {};
     for (int i = 0; i < int(LANE); ++i) {
         const int column = i / SIZE;
@@ -207,8 +215,8 @@ constexpr Shuffle sidesTogether() {
     return order;
 }
 
-/// The vector @p K of a vector's sums has columns of the first four in the low lane and those four
-/// columns on in the high one. This is what they are multiplied by.
+/// Part @p K of the sums of a vector has some of the first four columns in the low lane and those
+/// four columns on in the high one. This is what they are multiplied by.
 template <int CHANNELS, int K>
 inline __m256i weightsFor(__m256i weights) {
     if constexpr (CHANNELS == 1) {
@@ -223,14 +231,16 @@ inline __m256i weightsFor(__m256i weights) {
 
 /// Weighted sums in 32-bit lanes.
 template <int CHANNELS, int K>
-inline __m256i mix(const std::uint8_t* slots, __m256i wx, __m256i wy) {
+inline __m256i mix(const Rows& rows, const std::int32_t* offset, __m256i wx, __m256i wy) {
     static constexpr Shuffle ORDER = sidesTogether<CHANNELS>();
-    __m256i samples = loadLanes(slots + LANE * K, 4 * SLOT<CHANNELS>);
+    constexpr int FIRST = K * LANE_COLUMNS<CHANNELS>;
+    __m256i samples = _mm256_setr_m128i(fetchLane<CHANNELS>(rows, offset + FIRST),
+                                        fetchLane<CHANNELS>(rows, offset + FIRST + COLUMNS / 2));
     if constexpr (CHANNELS != 1) {
         samples = shuffle(samples, ORDER);
     }
-    const __m256i rows = _mm256_maddubs_epi16(samples, weightsFor<CHANNELS, K>(wx));
-    const __m256i sums = _mm256_madd_epi16(rows, weightsFor<CHANNELS, K>(wy));
+    const __m256i across = _mm256_maddubs_epi16(samples, weightsFor<CHANNELS, K>(wx));
+    const __m256i sums = _mm256_madd_epi16(across, weightsFor<CHANNELS, K>(wy));
     return _mm256_srli_epi32(_mm256_add_epi32(sums, _mm256_set1_epi32(512)), 10);
 }
 
@@ -245,11 +255,11 @@ inline void storeTriples(std::uint8_t* dst, __m256i quads) {
 }
 
 template <int CHANNELS>
-inline void blendVector(const Block<CHANNELS>& block, std::size_t i, std::uint8_t* dst) {
+inline void blendVector(const Rows& rows, const Block& block, std::size_t i, std::uint8_t* dst) {
     const __m256i wx = load(block.wx + 4 * i);
     const __m256i wy = load(block.wy + 4 * i);
-    const std::uint8_t* const slots = block.samples + SLOT<CHANNELS> * i;
-    const __m256i first = mix<CHANNELS, 0>(slots, wx, wy);
+    const std::int32_t* const offset = block.offset + i;
+    const __m256i first = mix<CHANNELS, 0>(rows, offset, wx, wy);
     if constexpr (CHANNELS == 1) {
         const __m256i words = _mm256_packs_epi32(first, first);
         const __m256i bytes = _mm256_packus_epi16(words, words);
@@ -257,14 +267,14 @@ inline void blendVector(const Block<CHANNELS>& block, std::size_t i, std::uint8_
                          _mm_unpacklo_epi32(lowLane(bytes), highLane(bytes)));
         return;
     } else {
-        const __m256i words = _mm256_packs_epi32(first, mix<CHANNELS, 1>(slots, wx, wy));
+        const __m256i words = _mm256_packs_epi32(first, mix<CHANNELS, 1>(rows, offset, wx, wy));
         if constexpr (CHANNELS == 2) {
             const __m256i bytes = _mm256_packus_epi16(words, words);
             storeLane(dst, _mm_unpacklo_epi64(lowLane(bytes), highLane(bytes)));
             return;
         } else {
-            const __m256i others = _mm256_packs_epi32(mix<CHANNELS, 2>(slots, wx, wy),
-                                                      mix<CHANNELS, 3>(slots, wx, wy));
+            const __m256i others = _mm256_packs_epi32(mix<CHANNELS, 2>(rows, offset, wx, wy),
+                                                      mix<CHANNELS, 3>(rows, offset, wx, wy));
             const __m256i bytes = _mm256_packus_epi16(words, others);
             if constexpr (CHANNELS == 3) {
                 storeTriples(dst, bytes);
@@ -280,29 +290,27 @@ void warpBilinear(const WarpLine& line,
                   std::int32_t column,
                   std::uint32_t size,
                   std::uint8_t* dst) {
-    const Starts starts(size);
     const __m256i stride = _mm256_set1_epi32(line.stride);
-    const std::uint8_t* const upper = line.src;
-    const std::uint8_t* const lower = line.src + line.stride;
-    Positions positions(line, column, starts);
-    Block<CHANNELS> block;
-    // Vectors and loads of single samples keep different parts of the processor busy.
-    locate(positions, stride, 0, block);
+    const Rows rows = {line.src, line.src + line.stride};
+    Positions positions(line, column);
+    Block block;
     for (std::uint32_t i = 0; i < size; i += COLUMNS) {
-        locate(positions, stride, starts.at(i + COLUMNS), block);
-        fetch(upper, lower, starts.at(i), block);
+        locate<CHANNELS>(positions, stride, i, block);
     }
     prefetch<CHANNELS>(line, block.offset, size);
-    for (std::uint32_t i = 0; i < size; i += COLUMNS) {
-        blendVector(block, starts.at(i), dst + starts.at(i) * CHANNELS);
+    const std::size_t last = size - COLUMNS;
+    for (std::size_t i = 0; i < last; i += COLUMNS) {
+        blendVector<CHANNELS>(rows, block, i, dst + i * CHANNELS);
     }
+    // It may overlap the one before.
+    blendVector<CHANNELS>(rows, block, last, dst + last * CHANNELS);
 }
 
 }  // namespace
 
 const WarpKernels Warps = {
     {{warpNearest<1>, 1}, {warpNearest<2>, 1}, {warpNearest<3>, 2}, {warpNearest<4>, 1}},
-    {{warpBilinear<1>, 2}, {warpBilinear<2>, 2}, {warpBilinear<3>, 3}, {warpBilinear<4>, 2}}};
+    {{warpBilinear<1>, 4}, {warpBilinear<2>, 2}, {warpBilinear<3>, 3}, {warpBilinear<4>, 2}}};
 
 }  // namespace Avx2
 }  // namespace Simd

@@ -81,7 +81,7 @@ void fillBorder(const WarpAffineParam& param,
 }
 
 /// Rows that a prefetch has for its way.
-constexpr float ROWS_AHEAD = 4.0f;
+constexpr float ROWS_AHEAD = 8.0f;
 
 inline std::int32_t bytesAhead(const WarpAffineParam& param) {
     const float x = ROWS_AHEAD * param.inv[1];

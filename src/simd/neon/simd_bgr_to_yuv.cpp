@@ -21,6 +21,7 @@
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Neon {
@@ -176,13 +177,13 @@ template <int DOWN>
 void convertSubsampled(const std::uint8_t* bgr,
                        std::uint32_t width,
                        std::uint32_t height,
-                       std::ptrdiff_t bgrStride,
+                       RowStep bgrStride,
                        std::uint8_t* y,
-                       std::ptrdiff_t yStride,
+                       RowStep yStride,
                        std::uint8_t* u,
-                       std::ptrdiff_t uStride,
+                       RowStep uStride,
                        std::uint8_t* v,
-                       std::ptrdiff_t vStride) {
+                       RowStep vStride) {
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
         convertRows<DOWN>(bgr, bgrStride, width / 2 * 2, y, yStride, u, v);
         bgr += DOWN * bgrStride;
@@ -266,10 +267,10 @@ void BgrToYuv444p(const std::uint8_t* bgr,
                   std::uint32_t vStride) {
     for (; height != 0; --height) {
         convertRow444(bgr, width, y, u, v);
-        bgr += bgrStride;
-        y += yStride;
-        u += uStride;
-        v += vStride;
+        bgr += RowStep(bgrStride);
+        y += RowStep(yStride);
+        u += RowStep(uStride);
+        v += RowStep(vStride);
     }
 }
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "simd/neon/simd_streams.h"
+#include "simd/neon/simd_addresses.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_bilinear_rows.h"
 

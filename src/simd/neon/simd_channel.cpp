@@ -19,6 +19,7 @@
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_kernels.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Neon {
@@ -32,7 +33,7 @@ constexpr std::uint32_t TURN = 4 * BLOCK;  // of the unrolled loop
 template <std::size_t PIXEL_BYTES, class Byte>
 struct Image {
     Byte* position;
-    std::uint32_t stride;
+    RowStep stride;
 };
 
 template <std::size_t PIXEL_BYTES>
@@ -79,7 +80,7 @@ inline void process(std::size_t width,
                     std::size_t height,
                     Kernel kernel,
                     Image<PIXEL_BYTES, Byte>... image) {
-    if (((image.stride == PIXEL_BYTES * width) && ...)) {
+    if (((image.stride == std::ptrdiff_t(PIXEL_BYTES * width)) && ...)) {
         // Rows without padding are one long row.
         width *= height;
         height = std::size_t(width != 0);

@@ -15,8 +15,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "simd/neon/simd_addresses.h"
 #include "simd/neon/simd_lookup.h"
-#include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"

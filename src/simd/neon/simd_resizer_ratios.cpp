@@ -210,9 +210,9 @@ struct MeanBlock {
     static constexpr std::size_t COLUMNS = VECTOR / CHANNELS;
     using Rows = BlockRows<3, 1>;
 
-    static uint16x8_t addTriples(uint16x8_t sum, const std::uint8_t* src) {
+    static uint16x8_t sumTriples(const std::uint8_t* src) {
         const uint8x8x3_t v = Pixels<CHANNELS>::loadTriples(src);
-        return vaddw_u8(vaddw_u8(vaddw_u8(sum, v.val[0]), v.val[1]), v.val[2]);
+        return vaddw_u8(vaddl_u8(v.val[0], v.val[1]), v.val[2]);
     }
 
     /// No bit below the 16 that go first takes part in the rounding.
@@ -221,8 +221,8 @@ struct MeanBlock {
     }
 
     static void scale(const Rows& rows, uint16x4_t rowWeight, uint32x4_t columnWeight) {
-        uint16x8_t sums = addTriples(vdupq_n_u16(0), rows.src[0]);
-        sums = addTriples(addTriples(sums, rows.src[1]), rows.src[2]);
+        const uint16x8_t sums = vaddq_u16(
+            vaddq_u16(sumTriples(rows.src[0]), sumTriples(rows.src[1])), sumTriples(rows.src[2]));
         const auto words =
             join<uint16x8_t>(highWords(vget_low_u16(sums), rowWeight, columnWeight),
                              highWords(vget_high_u16(sums), rowWeight, columnWeight));

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "simd/neon/simd_addresses.h"
 #include "simd/simd_warp_steps.h"
@@ -15,6 +14,7 @@ namespace Neon {
 namespace {
 
 constexpr std::uint32_t VECTOR = 8;
+static_assert(VECTOR <= WARP_LEAST, "a vector needs as many columns");
 
 /// Bytes to pixels of the source.
 struct Steps {
@@ -140,15 +140,9 @@ inline void blendVector(const WarpBlock& block, std::uint32_t i, std::uint8_t* d
     store(value, dst);
 }
 
-/// The last vector overlaps the one before it, unless there is none.
+/// The last vector may overlap the one before it.
 template <std::size_t CHANNELS>
 void blend(const WarpBlock& block, std::uint32_t size, std::uint8_t* dst) {
-    if (size < VECTOR) {
-        std::uint8_t vector[VECTOR * CHANNELS];
-        blendVector<CHANNELS>(block, 0, vector);
-        std::memcpy(dst, vector, size * CHANNELS);
-        return;
-    }
     const std::uint32_t last = size - VECTOR;
     for (std::uint32_t i = 0; i < last; i += VECTOR) {
         blendVector<CHANNELS>(block, i, dst + i * CHANNELS);

@@ -23,6 +23,7 @@
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
+#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Neon {
@@ -231,15 +232,15 @@ inline void convertRows(const std::uint8_t* y,
 /// A chroma sample serves two columns of DOWN rows.
 template <bool RGB, int DOWN>
 void convertPlanar(const std::uint8_t* y,
-                   std::ptrdiff_t yStride,
+                   RowStep yStride,
                    const std::uint8_t* u,
-                   std::ptrdiff_t uStride,
+                   RowStep uStride,
                    const std::uint8_t* v,
-                   std::ptrdiff_t vStride,
+                   RowStep vStride,
                    std::uint32_t width,
                    std::uint32_t height,
                    std::uint8_t* dst,
-                   std::ptrdiff_t dstStride) {
+                   RowStep dstStride) {
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
         convertRows<PlanarArithmetic, RGB, DOWN>(y, yStride, width / 2 * 2, dst, dstStride, u, v);
         y += DOWN * yStride;
@@ -362,10 +363,10 @@ void Yuv444pToBgr(const std::uint8_t* y,
                   std::uint32_t dstStride) {
     for (; height != 0; --height) {
         convertRow444(y, u, v, width, dst);
-        y += yStride;
-        u += uStride;
-        v += vStride;
-        dst += dstStride;
+        y += RowStep(yStride);
+        u += RowStep(uStride);
+        v += RowStep(vStride);
+        dst += RowStep(dstStride);
     }
 }
 
