@@ -29,8 +29,8 @@ TAVO_CV_API const Frame& emptyFrame();
 
 // The target of the following functions may be the source itself, but not another frame that shows
 // its pixels. It is made to match as by `Frame::reuse`, on the CPU, and where nothing is left to
-// compute it is written as by `Frame::copyTo`. After an Exception it is what it was before. What they
-// throw is what CvBackendSimd and `Frame::reuse` throw, and what is told.
+// compute it is written as by `Frame::copyTo`. After an Exception it is what it was before. What
+// they throw is what CvBackendSimd and `Frame::reuse` throw, and what is told.
 
 /// Scales a frame. An uninitialized source or an empty size clears @p dst; the source's own size
 /// copies, whatever the method.
@@ -57,9 +57,9 @@ TAVO_CV_API void rotateFrame(const Frame& src, FixedRotation rotation, Frame& ds
 /// @param angle   in degrees; positive turns counter-clockwise
 /// @param dst_roi is set to where the turned region lies in @p dst
 /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a source that is uninitialized or not on the
-///         CPU; TAVO_STATUS_OUT_OF_RANGE for a region that is empty, or that reaches beyond the right
-///         or lower edge where no margin is needed; TAVO_STATUS_INVALID_PARAMETER for an angle that
-///         is not finite
+///         CPU; TAVO_STATUS_OUT_OF_RANGE for a region that is empty, or that reaches beyond the
+///         right or lower edge where no margin is needed; TAVO_STATUS_INVALID_PARAMETER for an
+///         angle that is not finite
 TAVO_CV_API void rotateFrame(
     const Frame& src, const Rect& roi, float angle, Frame& dst, Rect& dst_roi);
 

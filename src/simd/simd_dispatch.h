@@ -1,6 +1,6 @@
 // Every wrapper, and the rule by which they choose: a vector variant when the processor has it and
-// the image is at least one of its blocks wide, otherwise the portable one. Height and the alignment
-// of pointers play no part.
+// the image is at least one of its blocks wide, otherwise the portable one. Height and the
+// alignment of pointers play no part.
 #pragma once
 
 #include <cstddef>

@@ -64,8 +64,8 @@ bool AuxvBitSet(std::uint32_t tag, std::uint32_t mask);
 /// The same on a file: pairs of machine words (tag, value), ended by tag 0.
 bool AuxvBitSet(const char* path, std::uint32_t tag, std::uint32_t mask);
 
-/// True when the processor has a fused multiply-add beyond what the build counts on: VFPv4 on 32-bit
-/// ARM, FMA with AVX2 and F16C on x86-64. What is compiled for it apart may then run.
+/// True when the processor has a fused multiply-add beyond what the build counts on: VFPv4 on
+/// 32-bit ARM, FMA with AVX2 and F16C on x86-64. What is compiled for it apart may then run.
 bool HasFusedMultiplyAdd();
 
 /// Distinct ids that `lscpu` lists; 0 when no pipeline can be started.
