@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <random>
@@ -358,8 +359,25 @@ TEST(CvBackends, TakeNoMemoryForTheSecondOfLikeFrames) {
     }
 }
 
+/// An eye and fur: PPM, a short head and then R, G, B of each pixel.
+Frame photograph() {
+    Frame frame = flatFrame(FRAME_BGR24, Size(126, 90), 0);
+    std::ifstream file(TAVO_TEST_PICTURES "/cat.ppm", std::ios::binary);
+    std::string magic;
+    int width = 0, height = 0, most = 0;
+    file >> magic >> width >> height >> most;
+    file.get();
+    EXPECT_TRUE(magic == "P6" && Size(width, height) == frame.size() && most == 255);
+    for (int i = 0; i < 126 * 90 * 3; ++i) {
+        const int value = file.get();
+        EXPECT_NE(value, EOF);
+        frame.planeData(0)[i / 3 * 3 + 2 - i % 3] = static_cast<unsigned char>(value);
+    }
+    return frame;
+}
+
 /// Smooth colours with a bright disc and dark bars.
-Frame picture() {
+Frame drawing() {
     Frame frame = flatFrame(FRAME_BGR24, Size(126, 90), 0);
     for (int i = 0; i < 126 * 90 * 3; ++i) {
         const int x = i / 3 % 126, y = i / 378, c = i % 3;
@@ -394,8 +412,7 @@ Frame runBoth(const std::function<void(ICvBackend&, Frame&)>& action,
     return fast;
 }
 
-TEST(CvBackends, TreatPicturesAlike) {
-    const Frame source = picture();
+void treatAlike(const Frame& source) {
     for (const int method : {0, 1, 2}) {
         for (const Size size : {Size(64, 32), Size(200, 140), Size(64, 90), Size(126, 52)}) {
             const int most[] = {0, 18, 2};  // the fast bilinear weights have 4 bits
@@ -412,6 +429,11 @@ TEST(CvBackends, TreatPicturesAlike) {
         runBoth([&](ICvBackend& b, Frame& dst) { b.colorCvt(yuv, dst, all); }, 1, FRAME_BGR24, size,
                 3);
     }
+}
+
+TEST(CvBackends, TreatPicturesAlike) {
+    treatAlike(drawing());
+    treatAlike(photograph());
 }
 
 }  // namespace
