@@ -11,10 +11,6 @@
 namespace tavo {
 namespace {
 
-constexpr const char* CPU_FRAMES =
-    "src.deviceContext() == DeviceContext::cpuContext() && "
-    "src.deviceContext() == dst.deviceContext()";
-
 /// True when the chroma rows of NV12, taken at the stride of the luma, lie within the chroma plane.
 bool lumaStrideFitsChroma(const FrameLayout& layout) {
     const std::int32_t luma = layout.plane[0].stride;
@@ -67,7 +63,7 @@ CvBackendBase::~CvBackendBase() = default;
 
 void CvBackendBase::colorCvt(const Frame& src, Frame& dst, Rect src_roi) {
     TAVO_ASSERT(src.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), CPU_FRAMES);
+    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), impl::CPU_FRAMES);
     const Frame view = impl::viewOf(src, src_roi);
     TAVO_ASSERT_TEXT(view.size() == dst.size(), "temp.size() == dst.size()");
     if (convertsDirectly(src, dst, src_roi)) {
@@ -81,7 +77,7 @@ void CvBackendBase::colorCvt(const Frame& src, Frame& dst, Rect src_roi) {
 
 void CvBackendBase::resize(const Frame& src, Frame& dst, Rect src_roi, Rect dst_roi) {
     TAVO_ASSERT(src.initialized() && src.format() == dst.format());
-    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), CPU_FRAMES);
+    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), impl::CPU_FRAMES);
     const Frame src_view = impl::viewOf(src, src_roi);
     Frame dst_view = impl::viewOf(dst, dst_roi);
     _scaler.reuse(src_view, dst_view.size(), ScaleMethod(_resize_method));
@@ -90,7 +86,7 @@ void CvBackendBase::resize(const Frame& src, Frame& dst, Rect src_roi, Rect dst_
 
 void CvBackendBase::convert(const Frame& src, Frame& dst, Rect src_roi) {
     TAVO_ASSERT(src.initialized() && dst.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), CPU_FRAMES);
+    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), impl::CPU_FRAMES);
     const Frame view = impl::viewOf(src, src_roi);
     if (view.size() == dst.size()) {
         CvBackendBase::colorCvt(src, dst, src_roi);
@@ -109,8 +105,7 @@ void CvBackendBase::convert(const Frame& src, Frame& dst, Rect src_roi) {
 
 void CvBackendBase::add(Frame& src_dst, float value, Rect src_roi) {
     TAVO_ASSERT(src_dst.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src_dst),
-                     "src_dst.deviceContext() == DeviceContext::cpuContext()");
+    TAVO_ASSERT_TEXT(impl::onCpu(src_dst), impl::CPU_FRAME);
     const Rect part = topLeftPart(src_dst, src_roi);
     TAVO_ASSERT_TEXT(!part.empty(), "!src_roi.empty()");
     if (!applyConstant(src_dst, value, part, addConstant_32f_C1, addConstant_32f_C3)) {
@@ -120,8 +115,7 @@ void CvBackendBase::add(Frame& src_dst, float value, Rect src_roi) {
 
 void CvBackendBase::mul(Frame& src_dst, float value, Rect src_roi) {
     TAVO_ASSERT(src_dst.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src_dst),
-                     "src_dst.deviceContext() == DeviceContext::cpuContext()");
+    TAVO_ASSERT_TEXT(impl::onCpu(src_dst), impl::CPU_FRAME);
     const Rect part = topLeftPart(src_dst, src_roi);
     TAVO_ASSERT_TEXT(!part.empty(), "!src_roi.empty()");
     if (!applyConstant(src_dst, value, part, mulConstant_32f_C1, mulConstant_32f_C3)) {

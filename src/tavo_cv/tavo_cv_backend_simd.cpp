@@ -14,10 +14,6 @@
 namespace tavo {
 namespace {
 
-constexpr const char* CPU_FRAMES =
-    "src.deviceContext() == DeviceContext::cpuContext() && "
-    "src.deviceContext() == dst.deviceContext()";
-constexpr const char* CPU_FRAME = "src_dst.deviceContext() == DeviceContext::cpuContext()";
 constexpr const char* UNALIGNED = "Samples of 32 bits are not at multiples of 4 bytes.";
 
 /// What a ResizeMethod means to the kernels, by its number.
@@ -122,7 +118,7 @@ DeviceContext CvBackendSimd::getDeviceContext() const {
 
 void CvBackendSimd::resize(const Frame& src, Frame& dst, Rect src_roi, Rect dst_roi) {
     TAVO_ASSERT(src.initialized() && src.format() == dst.format());
-    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), CPU_FRAMES);
+    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), impl::CPU_FRAMES);
     const int bits_per_channel = src.layout().plane[0].bits_per_channel;
     TAVO_ASSERT(bits_per_channel == 8 || bits_per_channel == 32);
     const auto type = bits_per_channel == 8 ? Simd::ResizerChannelByte : Simd::ResizerChannelFloat;
@@ -149,7 +145,7 @@ void CvBackendSimd::resize(const Frame& src, Frame& dst, Rect src_roi, Rect dst_
 
 void CvBackendSimd::convert(const Frame& src, Frame& dst, Rect src_roi) {
     TAVO_ASSERT(src.initialized() && dst.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), CPU_FRAMES);
+    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), impl::CPU_FRAMES);
     const Frame view = impl::viewOf(src, src_roi);
     if (view.size() == dst.size()) {
         colorCvt(view, dst, Rect());
@@ -164,7 +160,7 @@ void CvBackendSimd::convert(const Frame& src, Frame& dst, Rect src_roi) {
 
 void CvBackendSimd::colorCvt(const Frame& src, Frame& dst, Rect src_roi) {
     TAVO_ASSERT(src.initialized() && dst.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), CPU_FRAMES);
+    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), impl::CPU_FRAMES);
     const Frame view = impl::viewOf(src, src_roi);
     TAVO_ASSERT_TEXT(view.size() == dst.size(), "src_region.size() == dst.size()");
     if (src.format() == dst.format()) {
@@ -198,7 +194,7 @@ void CvBackendSimd::roiToYuv444(Frame& src, const Rect& roi) {
 
 void CvBackendSimd::add(Frame& src_dst, float value, Rect src_roi) {
     TAVO_ASSERT(src_dst.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src_dst), CPU_FRAME);
+    TAVO_ASSERT_TEXT(impl::onCpu(src_dst), impl::CPU_FRAME);
     const Frame view = impl::viewOf(src_dst, src_roi);
     if (!isFloat(view.format())) {
         TAVO_RAISE(TAVO_STATUS_NOT_SUPPORTED, "add: Unsupported src format %s.",
@@ -215,7 +211,7 @@ void CvBackendSimd::add(Frame& src_dst, float value, Rect src_roi) {
 
 void CvBackendSimd::mul(Frame& src_dst, float value, Rect src_roi) {
     TAVO_ASSERT(src_dst.initialized());
-    TAVO_ASSERT_TEXT(impl::onCpu(src_dst), CPU_FRAME);
+    TAVO_ASSERT_TEXT(impl::onCpu(src_dst), impl::CPU_FRAME);
     Frame view = impl::viewOf(src_dst, src_roi);
     if (!isFloat(view.format())) {
         view.setZero();  // callers see a zeroed frame after this failure, and rely on it
@@ -245,7 +241,7 @@ void CvBackendSimd::mul(Frame& src_dst, float value, Rect src_roi) {
 void CvBackendSimd::warpAffine(
     const Frame& src, Frame& dst, const float (*matrix)[3], Rect roi, bool invert) {
     TAVO_ASSERT(src.initialized() && src.format() == dst.format());
-    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), CPU_FRAMES);
+    TAVO_ASSERT_TEXT(impl::onCpu(src, dst), impl::CPU_FRAMES);
     const std::uint32_t flags = methodOf(m_warp_method).warp_flags;
     const Frame view = impl::viewOf(src, roi);
     float forward[6];

@@ -7,6 +7,12 @@
 namespace tavo {
 namespace impl {
 
+// What failures show; callers know these texts.
+constexpr const char* CPU_FRAME = "src_dst.deviceContext() == DeviceContext::cpuContext()";
+constexpr const char* CPU_FRAMES =
+    "src.deviceContext() == DeviceContext::cpuContext() && "
+    "src.deviceContext() == dst.deviceContext()";
+
 /// The frame, or a region of it; an empty rectangle stands for the whole.
 inline Frame viewOf(const Frame& frame, const Rect& roi) {
     Frame view = frame;
