@@ -19,12 +19,11 @@ constexpr std::int32_t BICUBIC_OFFSET = 1 << 14;  ///< of stored horizontal sums
 
 /// Neighbouring elements of a row of sums whose taps lie within a window of the source row.
 struct BicubicBlock {
-    std::uint8_t weights[2][BICUBIC_BLOCK][2];  ///< magnitudes, of the first two taps of each
-                                                ///< element and then of the last two
-    std::uint8_t position[BICUBIC_BLOCK];       ///< of each first tap in the window. Elements that
-                                                ///< come with a later block have any.
-    std::uint32_t src;                          ///< first byte of the window
-    std::uint32_t dst;                          ///< first element that is written
+    std::uint8_t weights[BICUBIC_BLOCK][4];  ///< magnitudes, of the taps of each element
+    std::uint8_t position[BICUBIC_BLOCK];    ///< of each first tap in the window. Elements that
+                                             ///< come with a later block have any.
+    std::uint32_t src;                       ///< first byte of the window
+    std::uint32_t dst;                       ///< first element that is written
 };
 
 /// Row functions of one set of instructions.

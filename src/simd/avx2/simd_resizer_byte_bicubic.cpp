@@ -1,5 +1,4 @@
-// Rows of the bicubic resizer in vectors: horizontal sums of 8 elements, the first two taps in the
-// low lane and the last two in the high one, and vertical sums of 16.
+// Rows of the bicubic resizer in vectors: horizontal sums of 8 elements, vertical sums of 16.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,17 +12,18 @@ namespace Simd {
 namespace Avx2 {
 namespace {
 
-/// The low lane for the first two taps, the high lane for the last two.
+/// Bytes that belong to the four taps of an element.
 inline __m256i forTaps(int first, int second, int third, int fourth) {
-    return lowThenHigh(bytePairs(first, second), bytePairs(third, fourth));
+    return _mm256_unpacklo_epi16(bytePairs(first, second), bytePairs(third, fourth));
 }
 
-/// 8 bytes, each twice, in both lanes.
-inline __m256i loadTwice(const std::uint8_t (&bytes)[8]) {
-    constexpr Shuffle TWICE = {{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7}};
+/// 8 bytes, each four times.
+inline __m256i loadFourfold(const std::uint8_t (&bytes)[8]) {
     long long all;
     std::memcpy(&all, bytes, sizeof(all));
-    return shuffle(_mm256_set1_epi64x(all), TWICE);
+    const __m256i order = _mm256_setr_epi32(0x00000000, 0x01010101, 0x02020202, 0x03030303,
+                                            0x04040404, 0x05050505, 0x06060606, 0x07070707);
+    return _mm256_shuffle_epi8(_mm256_set1_epi64x(all), order);
 }
 
 template <std::size_t WINDOW>
@@ -35,15 +35,16 @@ void sum(const std::uint8_t* __restrict src,
     const int step = int(channels);
     const __m256i distances = forTaps(0, step, 2 * step, 3 * step);
     const __m256i signs = forTaps(1, -1, -1, 1);
-    const __m128i offset = _mm_set1_epi16(BICUBIC_OFFSET);
+    const __m256i ones = _mm256_set1_epi16(1);
+    const __m256i offset = _mm256_set1_epi32(BICUBIC_OFFSET);
     for (const BicubicBlock* const end = block + count; block != end; ++block) {
-        const __m256i positions = _mm256_add_epi8(loadTwice(block->position), distances);
+        const __m256i positions = _mm256_add_epi8(loadFourfold(block->position), distances);
         const __m256i samples = lookUp<WINDOW>(src + block->src, positions);
         // A magnitude of 128, which no byte with a sign holds, is one of a negative weight.
         const __m256i weights = _mm256_sign_epi8(load(block->weights), signs);
         const __m256i pairs = _mm256_maddubs_epi16(samples, weights);
-        const __m128i all = _mm_add_epi16(lowLane(pairs), highLane(pairs));
-        storeLane(sums + block->dst, _mm_add_epi16(all, offset));
+        const __m256i all = _mm256_add_epi32(_mm256_madd_epi16(pairs, ones), offset);
+        storeLane(sums + block->dst, _mm_packs_epi32(lowLane(all), highLane(all)));
     }
 }
 

@@ -232,7 +232,7 @@ void ResizerByteBicubic::CutIntoBlocks(std::uint32_t window) {
             const std::uint32_t i = element - block->dst;
             block->position[i] = std::uint8_t(tap + c - block->src);
             for (std::uint32_t k = 0; k < TAPS; ++k) {
-                block->weights[k / 2][i][k % 2] = std::uint8_t(std::abs(ax.data[x * TAPS + k]));
+                block->weights[i][k] = std::uint8_t(std::abs(ax.data[x * TAPS + k]));
             }
         }
     }

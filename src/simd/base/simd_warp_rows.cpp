@@ -270,7 +270,7 @@ struct Split {
         const float clamped = raised < limit ? raised : limit;
         index = truncate(clamped);
         index -= clamped < float(index) ? 1 : 0;
-        weight = round((clamped - float(index)) * 32.0f);
+        weight = std::int32_t((clamped - float(index)) * 32.0f + 0.5f);
     }
 };
 

@@ -18,16 +18,15 @@ namespace {
 template <std::size_t WINDOW>
 inline uint16x8_t weigh(const std::uint8_t* src, const BicubicBlock& block, uint8x8_t distance) {
     const Window<WINDOW> window(src + block.src);
-    const uint8x8x2_t left = vld2_u8(block.weights[0][0]);
-    const uint8x8x2_t right = vld2_u8(block.weights[1][0]);
+    const uint8x8x4_t weights = vld4_u8(block.weights[0]);
     const uint8x8_t first = vld1_u8(block.position);
     const uint8x8_t second = vadd_u8(first, distance);
     const uint8x8_t third = vadd_u8(second, distance);
     const uint8x8_t fourth = vadd_u8(third, distance);
-    uint16x8_t lanes = vmull_u8(window.at(first), left.val[0]);
-    lanes = vmlsl_u8(lanes, window.at(second), left.val[1]);
-    lanes = vmlsl_u8(lanes, window.at(third), right.val[0]);
-    return vmlal_u8(lanes, window.at(fourth), right.val[1]);
+    uint16x8_t lanes = vmull_u8(window.at(first), weights.val[0]);
+    lanes = vmlsl_u8(lanes, window.at(second), weights.val[1]);
+    lanes = vmlsl_u8(lanes, window.at(third), weights.val[2]);
+    return vmlal_u8(lanes, window.at(fourth), weights.val[3]);
 }
 
 template <std::size_t WINDOW>

@@ -143,11 +143,13 @@ inline void blendVector(const WarpBlock& block, std::uint32_t i, std::uint8_t* d
 /// The last vector may overlap the one before it.
 template <std::size_t CHANNELS>
 void blend(const WarpBlock& block, std::uint32_t size, std::uint8_t* dst) {
+    std::uint8_t* const end = dst + size * CHANNELS;
     const std::uint32_t last = size - VECTOR;
     for (std::uint32_t i = 0; i < last; i += VECTOR) {
-        blendVector<CHANNELS>(block, i, dst + i * CHANNELS);
+        blendVector<CHANNELS>(block, i, dst);
+        dst = moved(dst, VECTOR * CHANNELS);
     }
-    blendVector<CHANNELS>(block, last, dst + last * CHANNELS);
+    blendVector<CHANNELS>(block, last, end - VECTOR * CHANNELS);
 }
 
 }  // namespace
