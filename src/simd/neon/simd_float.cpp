@@ -64,23 +64,43 @@ inline uint16x8x2_t singleOfHalf(uint16x8_t half) {
     return {{vshlq_n_u16(normal, 12), vbslq_u16(vdupq_n_u16(0x8000), half, upper)}};
 }
 
-// All one bit up until the sign comes in front; what is in the lowest bit is cut away.
-inline uint16x8_t halfOfSingle(uint16x8x2_t single) {
-    const uint16x8_t lower = single.val[0];
-    const uint16x8_t upper = single.val[1];
-    const uint16x8_t up = vshlq_n_u16(upper, 1);
-    // The mantissa and 5 bits of the exponent, which do for the range; rebased, the highest is
-    // inverted.
-    const uint16x8_t cut = vsriq_n_u16(vshlq_n_u16(upper, 4), lower, 12);
-    uint16x8_t half = vaddq_u16(cut, vdupq_n_u16(0x8000));
+// All that follows is one bit up until the sign comes in front; what is in the lowest bit is cut
+// away then.
 
+inline uint16x8_t withoutSign(uint16x8x2_t single) {
+    return vshlq_n_u16(single.val[1], 1);
+}
+
+/// The mantissa and 5 bits of the exponent.
+inline uint16x8_t cutToSize(uint16x8x2_t single) {
+    return vsriq_n_u16(vshlq_n_u16(single.val[1], 4), single.val[0], 12);
+}
+
+/// Right for all numbers below 2^16, for which 5 bits of the exponent do.
+inline uint16x8_t halfOfFinite(uint16x8_t up, uint16x8_t cut) {
+    // Rebased, the exponent's highest bit is inverted.
+    const uint16x8_t normal = vaddq_u16(cut, vdupq_n_u16(0x8000));
     // Below, the mantissa moves down from the top, with its leading bit in place of the exponent.
     const uint16x8_t mantissa = vorrq_u16(vshlq_n_u16(cut, 4), vdupq_n_u16(0x8000));
     const uint16x8_t shift = vsubq_u16(vshrq_n_u16(up, 8), vdupq_n_u16(113 + 4));
     const uint16x8_t subnormal = vshlq_u16(mantissa, vreinterpretq_s16_u16(shift));
-    half = vbslq_u16(vcltq_u16(up, vdupq_n_u16(SINGLE_HALF_NORMAL)), subnormal, half);
+    return vbslq_u16(vcltq_u16(up, vdupq_n_u16(SINGLE_HALF_NORMAL)), subnormal, normal);
+}
 
-    // Above, the spare bit of the upper half tells whether the lower half exceeds the limit's.
+/// Eight numbers of which none exceeds SINGLE_HALF_LARGEST; @p largest takes note of that.
+inline uint16x8_t halfOfCommon(uint16x8x2_t single, uint16x8_t& largest) {
+    const uint16x8_t up = withoutSign(single);
+    largest = vmaxq_u16(largest, up);
+    return vsriq_n_u16(single.val[1], halfOfFinite(up, cutToSize(single)), 1);
+}
+
+/// Any eight.
+inline uint16x8_t halfOfSingle(uint16x8x2_t single) {
+    const uint16x8_t lower = single.val[0];
+    const uint16x8_t up = withoutSign(single);
+    const uint16x8_t cut = cutToSize(single);
+    uint16x8_t half = halfOfFinite(up, cut);
+    // The spare bit of the upper half tells whether the lower half exceeds the limit's.
     const uint16x8_t large = vsubq_u16(up, vcgtq_u16(lower, vdupq_n_u16(0xE000)));
     half = vbslq_u16(vcgtq_u16(large, vdupq_n_u16(SINGLE_HALF_LARGEST)), vdupq_n_u16(HALF_INFINITY),
                      half);
@@ -88,7 +108,30 @@ inline uint16x8_t halfOfSingle(uint16x8x2_t single) {
     const uint16x8_t nan = vmaxq_u16(cut, vdupq_n_u16(HALF_INFINITY + 2));
     const uint16x8_t larger = vaddq_u16(up, vminq_u16(lower, vdupq_n_u16(1)));
     half = vbslq_u16(vcgtq_u16(larger, vdupq_n_u16(SINGLE_INFINITY)), nan, half);
-    return vsriq_n_u16(upper, half, 1);
+    return vsriq_n_u16(single.val[1], half, 1);
+}
+
+template <class HalfOf>
+inline void putHalves(const float*& src, unsigned short*& dst, HalfOf half_of) {
+    const uint16x8x2_t singles = vld2q_u16(reinterpret_cast<const std::uint16_t*>(src));
+    advance(src, 8);
+    vst1q_u16(dst, half_of(singles));
+    advance(dst, 8);
+    scheduleInOrder();
+}
+
+inline void convertToHalves(const float* src, std::uint32_t size, unsigned short* dst) {
+    convert(src, size, dst, [](const float*& from, unsigned short*& to) {
+        for (std::uint32_t i = 0; i < BLOCK; i += 8) {
+            putHalves(from, to, halfOfSingle);
+        }
+    });
+}
+
+inline bool anyAbove(uint16x8_t values, std::uint16_t limit) {
+    const uint16x8_t above = vcgtq_u16(values, vdupq_n_u16(limit));
+    const uint16x4_t either = vorr_u16(vget_low_u16(above), vget_high_u16(above));
+    return vget_lane_u64(vreinterpret_u64_u16(either), 0) != 0;
 }
 
 }  // namespace
@@ -202,16 +245,27 @@ void Float16ToFloat32(const unsigned short* src, std::uint32_t size, float* dst)
     });
 }
 
+// Infinity, NaN and what becomes infinite are rare in a network's numbers. A span is converted
+// without them, and once more where they turn out to have been there.
 void Float32ToFloat16(const float* src, std::uint32_t size, unsigned short* dst) {
-    convert(src, size, dst, [](const float*& from, unsigned short*& to) {
-        for (std::uint32_t i = 0; i < BLOCK; i += 8) {
-            const uint16x8x2_t singles = vld2q_u16(reinterpret_cast<const std::uint16_t*>(from));
-            advance(from, 8);
-            vst1q_u16(to, halfOfSingle(singles));
-            advance(to, 8);
-            scheduleInOrder();
+    constexpr std::uint32_t SPAN = 64;
+    for (; size >= SPAN + BLOCK; size -= SPAN) {
+        const float* from = src;
+        unsigned short* to = dst;
+        uint16x8_t largest = vdupq_n_u16(0);
+        const auto common = [&largest](uint16x8x2_t v) { return halfOfCommon(v, largest); };
+        __builtin_prefetch(src + PREFETCH_DISTANCE);
+        __builtin_prefetch(src + PREFETCH_DISTANCE + SPAN / 2);
+        for (std::uint32_t i = 0; i < SPAN; i += 8) {
+            putHalves(from, to, common);
         }
-    });
+        if (__builtin_expect(anyAbove(largest, SINGLE_HALF_LARGEST), false)) {
+            convertToHalves(src, SPAN, dst);
+        }
+        src += SPAN;
+        dst += SPAN;
+    }
+    convertToHalves(src, size, dst);
 }
 
 }  // namespace Neon
