@@ -1,4 +1,4 @@
-# Debian packages, made by `cpack`: libtavo-cv0 (its number is that of the SONAME) and
+# Debian packages, made by `cpack`: libtavo-cv1 (its number is that of the SONAME) and
 # libtavo-cv-dev. scripts/package.sh lays out their files as Debian does.
 set(runtime_package libtavo-cv${PROJECT_VERSION_MAJOR})
 set(CPACK_GENERATOR DEB)

@@ -8,7 +8,7 @@ need cmake g++ make libstb-dev
 
 echo "== building release"
 build build/release release -DTAVO_BUILD_EXAMPLES=ON -DBUILD_TESTING=OFF
-for example in camera_to_network foreign_memory picture_tour; do
+for example in camera_to_network foreign_memory picture_tour two_ways; do
     echo "== $example"
     "build/release/examples/$example" build/demo examples/pictures/*.png examples/pictures/*.jpg
 done

@@ -26,8 +26,9 @@ enum Status : std::int32_t {
 /// The one exception type of the libraries. Copying and reading it never throws.
 class TAVO_CORE_API Exception : public std::exception {
 public:
-    Status status;
+    Status status;  ///< what kind of failure
 
+    /// Normally raised by TAVO_RAISE, TAVO_TRANSLATE or TAVO_ASSERT, which fill in the place.
     /// @param cause    the exception that is being translated, or null. It need not outlive the
     ///                 call: callers put its status and text into the new exception.
     /// @param status   kind of failure
@@ -43,13 +44,19 @@ public:
               const char* format,
               ...) noexcept __attribute__((format(printf, 7, 8)));
     ~Exception() override;
+    /// A copy has the same message, status and place.
     Exception(const Exception&) noexcept;
+    /// A copy has the same message, status and place.
+    /// @return this exception
     Exception& operator=(const Exception&) noexcept;
 
-    /// The rendered message, without function, file or line.
+    /// @return the rendered message, without function, file or line; valid as long as this object
     const char* what() const noexcept override;
+    /// @return the bare name of the raising function
     const char* function() const noexcept { return _function; }
+    /// @return the path of the raising source without its ending, from the project's folder on
     const char* file() const noexcept { return _file; }
+    /// @return the line of the raising statement
     int line() const noexcept { return _line; }
 
 private:
@@ -61,22 +68,28 @@ private:
 
 }  // namespace tavo
 
-/// Path of the current source as failures show it. The build defines it per source file.
+/// Path of the current source as failures show it. The build defines it per source file; a caller's
+/// own sources get what the compiler calls them.
 #ifndef TAVO_SOURCE
 #define TAVO_SOURCE __FILE__
 #endif
 
 // These are macros because the failure carries the place where they stand.
 
-/// Raises an Exception: TAVO_RAISE(status, format, arguments...).
+/// Raises an Exception: `TAVO_RAISE(status, format, arguments...)`.
+/// @param status a Status; the printf format of the message and its arguments follow
 #define TAVO_RAISE(status, ...) \
     throw ::tavo::Exception(nullptr, status, __func__, TAVO_SOURCE, __LINE__, __VA_ARGS__)
 
-/// Raises a caught Exception anew with its status: TAVO_TRANSLATE(cause, format, arguments...).
+/// Raises a caught Exception anew with its status: `TAVO_TRANSLATE(cause, format, arguments...)`.
+/// @param cause the caught Exception; the printf format of the message and its arguments follow
 #define TAVO_TRANSLATE(cause, ...) \
     throw ::tavo::Exception(&(cause), (cause).status, __func__, TAVO_SOURCE, __LINE__, __VA_ARGS__)
 
-/// Checks a precondition in every build; @p text is what the failure shows.
+/// Checks a precondition in every build. A failure is TAVO_STATUS_ASSERTION_FAILED with the message
+/// "Assertion failed: " and @p text.
+/// @param condition is evaluated once
+/// @param text      a C string
 #define TAVO_ASSERT_TEXT(condition, text)                                                   \
     do {                                                                                    \
         if (!(condition)) {                                                                 \
@@ -84,5 +97,7 @@ private:
         }                                                                                   \
     } while (false)
 
-/// Checks a precondition in every build; the failure shows the condition itself.
+/// Checks a precondition in every build, as TAVO_ASSERT_TEXT; the message shows the condition as it
+/// is written.
+/// @param condition is evaluated once
 #define TAVO_ASSERT(condition) TAVO_ASSERT_TEXT(condition, #condition)

@@ -30,47 +30,67 @@ enum CvProperty : std::int32_t {
 /// told with it. Preconditions are checked before anything is written.
 class TAVO_CV_API ICvBackend {
 public:
-    /// Converts @p src, or its region, to the format of @p dst.
-    /// @param dst initialized, of the size of what is converted
+    /// Converts a frame, or a region of it, to the format of @p dst.
+    /// @param src     of any format
+    /// @param dst     initialized, of the size of what is converted
+    /// @param src_roi in pixels of @p src
     /// @throws Exception TAVO_STATUS_NOT_SUPPORTED for a pair of formats that this backend does
     ///         not convert
     virtual void colorCvt(const Frame& src, Frame& dst, Rect src_roi) = 0;
 
-    /// Scales @p src, or its region, to the size of @p dst, or of its region.
-    /// @param dst of the format of @p src; what lies outside @p dst_roi stays
+    /// Scales a frame, or a region of it, to the size of @p dst, or of its region, by the method of
+    /// CV_PROPERTY_RESIZE_METHOD.
+    /// @param src     of a format that the method takes
+    /// @param dst     initialized, of the format of @p src; what lies outside @p dst_roi stays
+    /// @param src_roi in pixels of @p src
+    /// @param dst_roi in pixels of @p dst
     virtual void resize(const Frame& src, Frame& dst, Rect src_roi, Rect dst_roi) = 0;
 
-    /// Brings @p src, or its region, to the format and size of @p dst. Where both change, it is
-    /// scaled first, in the source format, and then converted.
-    /// @param dst initialized
+    /// Brings a frame, or a region of it, to the format and size of @p dst. Where both change, it
+    /// is scaled first, in the source format, and then converted.
+    /// @param src     of a format that can be converted and, where the size changes, scaled
+    /// @param dst     initialized
+    /// @param src_roi in pixels of @p src
+    /// @throws Exception as `colorCvt` and `resize`; then @p dst may be written in part
     virtual void convert(const Frame& src, Frame& dst, Rect src_roi) = 0;
 
-    /// Adds @p value to every sample of a float frame.
+    /// Adds a number to every sample of a float frame, or of a region of it.
+    /// @param src_dst FRAME_GRAY_32F, FRAME_BGR_32F or FRAME_PLANAR_32F
+    /// @param value   any float
+    /// @param src_roi in pixels
     /// @throws Exception TAVO_STATUS_NOT_SUPPORTED for formats without floats
     virtual void add(Frame& src_dst, float value, Rect src_roi) = 0;
 
-    /// Multiplies every sample of a float frame by @p value.
+    /// Multiplies every sample of a float frame, or of a region of it, by a number.
+    /// @param src_dst FRAME_GRAY_32F, FRAME_BGR_32F or FRAME_PLANAR_32F
+    /// @param value   any float
+    /// @param src_roi in pixels
     /// @throws Exception TAVO_STATUS_NOT_SUPPORTED for formats without floats
     virtual void mul(Frame& src_dst, float value, Rect src_roi) = 0;
 
-    /// Maps @p src, or its region, through an affine matrix. With m = @p matrix, pixel (x, y) goes
-    /// to (m[0][0] x + m[0][1] y + m[0][2], m[1][0] x + m[1][1] y + m[1][2]).
-    /// @param dst    of the format of @p src, of any size
-    /// @param matrix two rows of three
-    /// @param roi    of the source
+    /// Maps a frame, or a region of it, through an affine matrix. With m = @p matrix, pixel (x, y)
+    /// goes to (m[0][0] x + m[0][1] y + m[0][2], m[1][0] x + m[1][1] y + m[1][2]).
+    /// @param src    counted from the corner of @p roi
+    /// @param dst    initialized, of the format of @p src, of any size
+    /// @param matrix two rows of three, in pixels; not null
+    /// @param roi    in pixels of @p src
     /// @param invert true when the matrix maps from @p dst to @p src instead
     /// @throws Exception TAVO_STATUS_NOT_SUPPORTED when there is no such warp
     virtual void warpAffine(
         const Frame& src, Frame& dst, const float (*matrix)[3], Rect roi, bool invert) = 0;
 
-    /// @param id one of CvProperty
+    /// Chooses among methods, from the next operation on.
+    /// @param id    one of CvProperty
+    /// @param value one of ResizeMethod
     /// @return 1, or 0 when this backend does not know the property, which changes nothing
     virtual int setIntProperty(int id, int value) = 0;
 
+    /// What `setIntProperty` has set.
+    /// @param id one of CvProperty
     /// @return the value, or -1 when this backend does not know the property
     virtual int getIntProperty(int id) const = 0;
 
-    /// The device whose memory this backend works on.
+    /// @return the device whose memory this backend works on: the CPU
     virtual DeviceContext getDeviceContext() const = 0;
 
     virtual ~ICvBackend();

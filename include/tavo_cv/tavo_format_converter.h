@@ -12,8 +12,9 @@ namespace tavo {
 
 class ImplFormatConverter;
 
-/// Turns rows of one format into rows of another of the same size. Colour arithmetic is integer,
-/// in 8 fractional bits, limited-range YUV:
+/// Turns rows of one format into rows of another of the same size. Colours are BT.601 of limited
+/// range, in integers, with coefficients of 8 fractional bits; all results but clamped ones are
+/// truncated:
 ///
 ///     Y = (129 G + 25 B + 65 R + 4096) >> 8
 ///     U = (32768 + 112 B - 74 G - 38 R) >> 8
@@ -29,28 +30,37 @@ class ImplFormatConverter;
 /// the low 8 bits.
 class TAVO_CV_API FormatConverter : public IRowProducer {
 public:
+    /// Nothing is set up.
     FormatConverter();
     ~FormatConverter() override;
 
-    /// Prepares a pass over @p frame, which must outlive it. Equal formats are copied.
+    /// Prepares a pass over a frame. Equal formats are copied.
+    /// @param frame      must outlive the pass
+    /// @param dst_format of the rows that this stage delivers
     /// @throws Exception TAVO_STATUS_INVALID_PARAMETER for an uninitialized frame,
     ///         TAVO_STATUS_BAD_FORMAT for a format without conversions, TAVO_STATUS_NOT_SUPPORTED
     ///         for a pair that does not exist, TAVO_STATUS_OUT_OF_RANGE for a frame of one row into
     ///         a format with chroma of half height
     void reuse(const Frame& frame, FrameFormat dst_format);
 
-    /// Prepares a pass over @p producer.
+    /// Prepares a pass over another stage.
+    /// @param producer   must outlive the pass
+    /// @param dst_format of the rows that this stage delivers
     /// @throws Exception as above
     void reuse(IRowProducer& producer, FrameFormat dst_format);
 
-    /// True when a conversion or a copy is set up.
+    /// @return true when a conversion or a copy is set up
     bool initialized() const;
 
     const FrameLayout& layout() const override;
 
+    /// @copydoc IRowProducer::produce
+    ///
+    /// Behind the last row nothing is written.
     /// @throws Exception TAVO_STATUS_INSTANCE_NOT_INITIALIZED before a successful `reuse`
     void produce(RowData& row) override;
 
+    /// Moves to the next row.
     /// @return true also on the step that leaves the last row, false after it
     bool next() override;
 

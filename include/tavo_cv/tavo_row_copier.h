@@ -10,18 +10,20 @@ namespace tavo {
 /// Delivers the rows of a frame or of another producer as they are.
 class TAVO_CV_API RowCopier : public IRowProducer {
 public:
-    /// Starts at the top of @p src_frame, which must outlive the pass.
+    /// Starts at the top of a frame.
+    /// @param src_frame must outlive the pass
     /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for an uninitialized frame
     void reuse(const Frame& src_frame);
 
-    /// Passes on what @p src_producer delivers from its current row.
+    /// Passes on what another stage delivers, from its current row.
+    /// @param src_producer must outlive the pass
     /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a producer with an empty size
     void reuse(IRowProducer& src_producer);
 
     /// Back to the empty state.
     void clear();
 
-    /// True when there is a source.
+    /// @return true when there is a source
     bool initialized() const;
 
     const FrameLayout& layout() const override;

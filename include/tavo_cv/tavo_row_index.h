@@ -11,12 +11,13 @@ namespace tavo {
 /// when an odd image row is left.
 class TAVO_CV_API RowIndex {
 public:
-    std::int32_t row[4] = {0, 0, 0, 0};   ///< row[0] is the current image row
+    std::int32_t row[4] = {0, 0, 0, 0};   ///< of each plane; row[0] is the current image row
     std::int32_t mask[4] = {0, 0, 0, 0};  ///< image rows per row of the plane, minus 1
     std::int32_t height = 0;              ///< image rows
-    std::int32_t plane_count = 0;
+    std::int32_t plane_count = 0;         ///< planes that are counted
 
-    /// Starts at row 0 of an image of @p layout.
+    /// Starts at row 0.
+    /// @param layout of the image
     void reuse(const FrameLayout& layout);
 
     /// Moves to the next image row.

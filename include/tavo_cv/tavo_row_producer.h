@@ -10,17 +10,20 @@ namespace tavo {
 /// The address of one row of each plane; borrowed. In a destination, null means that the plane has
 /// no row at this image row, and nothing is written for it.
 struct RowData {
-    unsigned char* plane[4] = {nullptr, nullptr, nullptr, nullptr};
+    unsigned char* plane[4] = {nullptr, nullptr, nullptr, nullptr};  ///< of any alignment
 };
 
 /// A stage of a pipeline: it delivers the rows of an image one after another, top row first.
-/// A stage and all its sources belong to one thread at a time.
+/// A stage and all its sources belong to one thread at a time. Callers may write stages of their
+/// own; what the stages of this library throw before they are prepared is told with them.
 class TAVO_CV_API IRowProducer {
 public:
-    /// The layout of the delivered rows. Valid after a successful `reuse` of the concrete stage.
+    /// The layout of the delivered rows: after a successful `reuse` of the concrete stage.
+    /// @return format, size and planes; strides say nothing about where rows go
     virtual const FrameLayout& layout() const = 0;
 
-    /// Writes the current row to the given addresses, at most `row_bytes` of each plane.
+    /// Writes the current row, at most `row_bytes` of each plane.
+    /// @param row where to; planes with null are passed over
     virtual void produce(RowData& row) = 0;
 
     /// Moves to the next row.
@@ -30,15 +33,21 @@ public:
     virtual ~IRowProducer();
 
 protected:
+    /// @cond
     IRowProducer() = default;
     IRowProducer(const IRowProducer&) = default;
     IRowProducer& operator=(const IRowProducer&) = default;
+    /// @endcond
 };
 
-/// Copies `row_bytes` of each plane of @p layout whose destination is not null.
+/// Copies one row: `row_bytes` of each plane whose destination is not null.
+/// @param layout tells planes and their `row_bytes`
+/// @param src    not null where @p dst is not, and not overlapping it
+/// @param dst    addresses of the copies
 TAVO_CV_API void copyRowData(const FrameLayout& layout, const RowData& src, RowData& dst);
 
-/// Pulls all rows of @p producer into @p dst.
+/// Pulls all rows of a stage into a frame.
+/// @param producer prepared, and not advanced since
 /// @param dst stays as it is when it has the producer's format and size, so that a region or a
 ///            frame over foreign memory is written through; otherwise it is made to match. It must
 ///            not share pixels with the producer's source.

@@ -13,32 +13,41 @@ namespace tavo {
 /// are fetched when `rowData` asks for one, and rows that the window has jumped over never are.
 class TAVO_CV_API RowWindow {
 public:
+    /// An empty window.
     RowWindow() = default;
+    /// @cond
     RowWindow(const RowWindow&) = delete;
     RowWindow& operator=(const RowWindow&) = delete;
+    /// @endcond
 
-    /// Shows rows of @p producer, from its first. The same shape again allocates nothing.
+    /// Shows rows of a stage, from its first. The same shape again allocates nothing.
+    /// @param producer    prepared; must outlive the use
     /// @param window_size rows, 1 to the source height
     /// @throws Exception TAVO_STATUS_NOT_INITIALIZED for a producer without a layout,
     ///         TAVO_STATUS_OUT_OF_RANGE for a bad @p window_size; both leave the window as it was.
     ///         What the allocation throws; the window is then empty.
     void reuse(IRowProducer& producer, int window_size);
 
-    /// Shows rows of @p frame, from its first; the frame must outlive the use.
+    /// Shows rows of a frame, from its first.
+    /// @param frame       must outlive the use
+    /// @param window_size rows, 1 to the source height
     /// @throws Exception as above
     void reuse(const Frame& frame, int window_size);
 
     /// Back to the empty state; gives all memory back.
     void clear();
 
-    /// True once a `reuse` has succeeded.
+    /// @return true once a `reuse` has succeeded
     bool initialized() const { return _rows != nullptr; }
 
-    /// Moves the window down until it starts at @p source_row or ends with the source.
+    /// Moves the window down until it starts at a row or ends with the source; never up.
+    /// @param source_row counted from the top of the source
     void advanceTo(int source_row);
 
     /// The rows of a slot; slot 0 is source row `_begin`. The pointer stays valid until the next
     /// call after `_begin` has changed.
+    /// @param row_index_in_window the slot, 0 to `_window_size - 1`
+    /// @return addresses of the row's planes
     /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for a slot outside the window; what the
     ///         producer throws, after which the window has to be prepared anew
     RowData* rowData(int row_index_in_window);

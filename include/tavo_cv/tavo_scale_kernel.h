@@ -17,19 +17,24 @@ public:
     /// @param scale source length / destination length
     virtual void configure(float scale) = 0;
 
-    /// The kernel's value.
-    /// @param x distance from the centre, in source pixels
+    /// The kernel's value. A scaler integrates it by the trapezoidal rule in steps of 1/16 source
+    /// pixels.
+    /// @param x distance from the centre, in source pixels; negative on the left
+    /// @return any finite number
     virtual float value(float x) = 0;
 
-    /// Full width of the support in source pixels; constant from one `configure` to the next.
+    /// The full width of the support.
+    /// @return source pixels, above 0; constant from one `configure` to the next
     virtual float aperture() const = 0;
 
     virtual ~IKernel();
 
 protected:
+    /// @cond
     IKernel() = default;
     IKernel(const IKernel&) = default;
     IKernel& operator=(const IKernel&) = default;
+    /// @endcond
 };
 
 /// 1 where |x| <= scale / 2 + 0.001, else 0: the weights are the areas that source pixels share

@@ -28,20 +28,27 @@ enum ResizeMethod : std::int32_t {
 /// its tables and rows while others are in use.
 class TAVO_CV_API Scaler : public IRowProducer {
 public:
+    /// Nothing is set up.
     Scaler();
     ~Scaler() override;
 
-    /// Prepares a pass over @p src_frame, which must outlive it.
-    /// @param dst_size output pixels; the source size copies rows, whatever the method
+    /// Prepares a pass over a frame.
+    /// @param src_frame must outlive the pass
+    /// @param dst_size  output pixels; the source size copies rows, whatever the method
+    /// @param method    area takes 16S precision, first along the width, then along the height
     /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for an uninitialized source or an empty size,
     ///         TAVO_STATUS_INVALID_PARAMETER for an unknown method; what the stage throws
     void reuse(const Frame& src_frame, Size dst_size, ScaleMethod method);
 
-    /// Prepares a pass over @p src_producer.
+    /// Prepares a pass over another stage.
+    /// @param src_producer must outlive the pass
+    /// @param dst_size     as above
+    /// @param method       as above
     /// @throws Exception as above
     void reuse(IRowProducer& src_producer, Size dst_size, ScaleMethod method);
 
-    /// True while no `reuse` has succeeded yet: the sense is inverted, callers depend on it.
+    /// The sense is inverted, callers depend on it.
+    /// @return true while no `reuse` has succeeded yet
     bool initialized() const;
 
     // These must not be called before a successful `reuse`.

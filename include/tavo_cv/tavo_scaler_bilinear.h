@@ -1,5 +1,7 @@
 /// @file
-/// Bilinear scaling in 16.16 fixed point: of both axes, of the width alone, of the height alone.
+/// Bilinear scaling in 16.16 fixed point: of both axes, of the width alone, of the height alone. It
+/// is the textbook interpolation between two neighbours, with the centres of both images' samples
+/// in line.
 ///
 /// For one axis of source length s and output length d, output i lies at source position
 /// max(0, start + i * step), with step = (s << 16) / d and start = (step - 0x10000) / 2: the centre
@@ -22,7 +24,8 @@
 /// TAVO_STATUS_ASSERTION_FAILED for an uninitialized source, an empty output or a source side of
 /// 32768 and more; over a producer also TAVO_STATUS_OUT_OF_RANGE when the source has fewer rows
 /// than the stage needs at once: 2, or 4 when chroma has half the height. `produce` throws
-/// TAVO_STATUS_NOT_SUPPORTED for other formats. `initialized` is true once a `reuse` has succeeded.
+/// TAVO_STATUS_NOT_SUPPORTED for other formats, and TAVO_STATUS_ASSERTION_FAILED before a
+/// successful `reuse`.
 #pragma once
 
 #include <memory>
@@ -37,8 +40,19 @@ public:
     ScalerBilinearXY();
     ~ScalerBilinearXY() override;
 
+    /// Prepares a pass over a frame.
+    /// @param src_frame must outlive the pass
+    /// @param dst_size  output pixels
+    /// @throws Exception as told at the head of this file
     void reuse(const Frame& src_frame, Size dst_size);
+
+    /// Prepares a pass over another stage.
+    /// @param src_producer must outlive the pass
+    /// @param dst_size     output pixels
+    /// @throws Exception as told at the head of this file
     void reuse(IRowProducer& src_producer, Size dst_size);
+
+    /// @return true once a `reuse` has succeeded
     bool initialized() const;
 
     const FrameLayout& layout() const override;
@@ -56,8 +70,19 @@ public:
     ScalerBilinearX();
     ~ScalerBilinearX() override;
 
+    /// Prepares a pass over a frame.
+    /// @param src_frame must outlive the pass
+    /// @param dst_width output columns, at least 1
+    /// @throws Exception as told at the head of this file
     void reuse(const Frame& src_frame, int dst_width);
+
+    /// Prepares a pass over another stage.
+    /// @param src_producer must outlive the pass
+    /// @param dst_width    output columns, at least 1
+    /// @throws Exception as told at the head of this file
     void reuse(IRowProducer& src_producer, int dst_width);
+
+    /// @return true once a `reuse` has succeeded
     bool initialized() const;
 
     const FrameLayout& layout() const override;
@@ -75,8 +100,19 @@ public:
     ScalerBilinearY();
     ~ScalerBilinearY() override;
 
+    /// Prepares a pass over a frame.
+    /// @param src_frame  must outlive the pass
+    /// @param dst_height output rows, at least 1
+    /// @throws Exception as told at the head of this file
     void reuse(const Frame& src_frame, int dst_height);
+
+    /// Prepares a pass over another stage.
+    /// @param src_producer must outlive the pass
+    /// @param dst_height   output rows, at least 1
+    /// @throws Exception as told at the head of this file
     void reuse(IRowProducer& src_producer, int dst_height);
+
+    /// @return true once a `reuse` has succeeded
     bool initialized() const;
 
     const FrameLayout& layout() const override;

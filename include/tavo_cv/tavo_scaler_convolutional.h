@@ -27,32 +27,46 @@ namespace tavo {
 /// the first, the source rows lag behind by the first step of the pass.
 class TAVO_CV_API ScalerConvolutional : public IRowProducer {
 public:
+    /// Nothing is set up.
     ScalerConvolutional();
     ~ScalerConvolutional() override;
 
-    /// Prepares a pass over @p frame, which must outlive it.
+    /// Prepares a pass over a frame.
+    /// @param kernel    used during the call only
+    /// @param frame     must outlive the pass
+    /// @param dst_size  output pixels
+    /// @param precision of the weights
     /// @throws Exception TAVO_STATUS_NOT_INITIALIZED for an uninitialized frame or an empty
     ///         @p dst_size, TAVO_STATUS_INVALID_PARAMETER for another @p precision,
     ///         TAVO_STATUS_OUT_OF_RANGE for sizes beyond the limits,
     ///         TAVO_STATUS_CAPACITY_EXCEEDED for a kernel too wide for the precision,
-    ///         TAVO_STATUS_NULL_POINTER for a kernel whose integral is not positive; what the
-    ///         kernel throws. The first two leave the scaler as it was, the others leave it empty.
+    ///         TAVO_STATUS_NULL_POINTER for a kernel whose integral is not positive;
+    ///         TAVO_STATUS_INVALID_PARAMETER for what else the kernel throws: an Exception of its
+    ///         own keeps its status. The first leaves the scaler as it was, the others leave it
+    ///         empty.
     void reuse(IKernel& kernel, const Frame& frame, Size dst_size, ScalerPrecision precision);
 
-    /// Prepares a pass over @p producer.
+    /// Prepares a pass over another stage.
+    /// @param kernel    used during the call only
+    /// @param producer  must outlive the pass
+    /// @param dst_size  output pixels
+    /// @param precision of the weights
     /// @throws Exception as above
     void reuse(IKernel& kernel, IRowProducer& producer, Size dst_size, ScalerPrecision precision);
 
-    /// True once a `reuse` has succeeded.
+    /// @return true once a `reuse` has succeeded
     bool initialized() const;
 
+    /// @copydoc IRowProducer::layout
     /// @throws Exception TAVO_STATUS_INSTANCE_NOT_INITIALIZED before the first `reuse`
     const FrameLayout& layout() const override;
 
+    /// @copydoc IRowProducer::produce
     /// @throws Exception TAVO_STATUS_INSTANCE_NOT_INITIALIZED before a successful `reuse`,
     ///         TAVO_STATUS_NOT_SUPPORTED for other formats; what the producer throws
     void produce(RowData& row) override;
 
+    /// @copydoc IRowProducer::next
     /// @throws Exception TAVO_STATUS_INSTANCE_NOT_INITIALIZED before the first `reuse`
     bool next() override;
 

@@ -20,23 +20,27 @@ public:
     ScalerNearestNeighbor();
     ~ScalerNearestNeighbor() override;
 
-    /// Prepares a pass over @p src_frame, which must outlive it. Tables are kept while both sizes
-    /// stay the same.
-    /// @param dst_size output pixels
+    /// Prepares a pass over a frame. Tables are kept while both sizes stay the same.
+    /// @param src_frame must outlive the pass
+    /// @param dst_size  output pixels
     /// @throws Exception TAVO_STATUS_ASSERTION_FAILED for an uninitialized source, an empty size or
     ///         a source side of 32768 and more
     void reuse(const Frame& src_frame, Size dst_size);
 
-    /// Prepares a pass over @p src_producer.
+    /// Prepares a pass over another stage.
+    /// @param src_producer must outlive the pass
+    /// @param dst_size     output pixels
     /// @throws Exception as above
     void reuse(IRowProducer& src_producer, Size dst_size);
 
-    /// True once a `reuse` has succeeded.
+    /// @return true once a `reuse` has succeeded
     bool initialized() const;
 
     const FrameLayout& layout() const override;
 
-    /// @throws Exception TAVO_STATUS_NOT_SUPPORTED for a format that can't change its width
+    /// @copydoc IRowProducer::produce
+    /// @throws Exception TAVO_STATUS_NOT_SUPPORTED for a format that can't change its width;
+    ///         TAVO_STATUS_ASSERTION_FAILED before a successful `reuse`
     void produce(RowData& row) override;
     bool next() override;
 
