@@ -117,8 +117,9 @@ void getRotationRoi(float angle, const Rect& roi, Rect& src_roi, Size& dst_size,
         TAVO_RAISE(TAVO_STATUS_OUT_OF_RANGE, "Parameter 'roi' is empty.");
     }
     const Rotation rotation = rotationOf(angle);
-    const double cx = roi.width / 2;
-    const double cy = roi.height / 2;
+    const Point middle(roi.width / 2, roi.height / 2);
+    const double cx = middle.x;
+    const double cy = middle.y;
     double xs[4];
     double ys[4];
     for (int corner = 0; corner < 4; ++corner) {

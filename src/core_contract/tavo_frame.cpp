@@ -136,7 +136,7 @@ void copyRows(const unsigned char* src,
               std::ptrdiff_t dst_stride,
               std::size_t row_bytes,
               int rows) {
-    const bool moves_forward = std::less<const unsigned char*>()(src, dst);
+    const bool moves_forward = std::less<>()(src, dst);
     if (moves_forward == (src_stride > 0)) {
         src += src_stride * (rows - 1);
         dst += dst_stride * (rows - 1);
@@ -303,7 +303,8 @@ Frame getRegion(Frame& frame, Rect rect) {
         plane.stride = stride;
         plane.size_bytes = std::uint32_t(planeBytes(plane));
 
-        const std::ptrdiff_t element_bytes = plane_shape.channels * plane_shape.bytes_per_channel;
+        const std::ptrdiff_t element_bytes =
+            std::ptrdiff_t(plane_shape.channels) * plane_shape.bytes_per_channel;
         const std::ptrdiff_t shift = std::ptrdiff_t(stride) * (rect.y / plane_shape.y_subsampling) +
                                      element_bytes * (rect.x / plane_shape.x_subsampling);
         if (region._buffer) {

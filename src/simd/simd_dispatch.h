@@ -81,6 +81,13 @@ inline void AddValue(const float* value, float* data, std::uint32_t size) {
     variant(value, data, size);
 }
 
+inline void MultiplyValue(const float* value, float* data, std::uint32_t size) {
+    static MultiplyValueFunction* const variant = Neon::Enable   ? Neon::MultiplyValue
+                                                  : Avx2::Enable ? Avx2::MultiplyValue
+                                                                 : Base::MultiplyValue;
+    variant(value, data, size);
+}
+
 inline void AddProduct(const float* src, std::uint32_t size, const float* value, float* dst) {
     static AddProductFunction* const variant = Neon::Enable   ? Neon::AddProduct
                                                : Avx2::Enable ? Avx2::AddProduct

@@ -1,5 +1,5 @@
 // Tables of linear interpolation of bytes by look-ups: a row is cut into blocks of neighbouring
-// elements whose samples lie within 16 source bytes.
+// elements whose samples lie within a window of the source row.
 #pragma once
 
 #include <cstddef>
@@ -35,22 +35,29 @@ inline void estimateWeightPairs(const ResizerParam& p, std::int32_t* index, std:
 
 /// For rows of at least a window.
 /// @param blocks has room for one for each element
+/// @param window source bytes of a block
 /// @return how many there are
 inline std::uint32_t estimateGatherBlocks(const ResizerParam& p,
                                           const std::int32_t* index,
-                                          GatherBlock* blocks) {
+                                          GatherBlock* blocks,
+                                          std::uint32_t window = GATHER_WINDOW) {
     const std::uint32_t channels = p.channels;
-    const std::uint32_t lastStart = p.srcWidth * channels - GATHER_WINDOW;
-    const std::uint32_t reach = GATHER_WINDOW - channels;  // left samples, so that right ones fit
-    GatherBlock* block = blocks - 1;
+    const std::uint32_t lastStart = p.srcWidth * channels - window;
+    const std::uint32_t reach = window - channels;  // left samples, so that right ones fit
+    GatherBlock* block = blocks;
+    GatherBlock* end = blocks;
     std::uint32_t start = 0;
     std::uint32_t count = GATHER_PAIRS;  // bytes that the current block has
     for (std::uint32_t x = 0, pair = 0; x < p.dstWidth; ++x) {
         std::uint32_t sample = std::uint32_t(index[x]) * channels;
         for (std::uint32_t c = 0; c < channels; ++c, ++sample, pair += 2) {
             if (count == GATHER_PAIRS || sample - start >= reach) {
-                ++block;
-                start = sample < lastStart ? sample : lastStart;
+                block = end++;
+                // Where a row grows, the next pixel's samples may lie further left.
+                const std::uint32_t next =
+                    x + 1 < p.dstWidth ? std::uint32_t(index[x + 1]) * channels : sample;
+                start = next < sample ? next : sample;
+                start = start < lastStart ? start : lastStart;
                 std::memset(block, 0, sizeof(*block));
                 block->src = std::int32_t(start);
                 block->dst = pair;
@@ -61,7 +68,7 @@ inline std::uint32_t estimateGatherBlocks(const ResizerParam& p,
             count += 2;
         }
     }
-    return std::uint32_t(block - blocks) + 1;
+    return std::uint32_t(end - blocks);
 }
 
 /// The form that scales by the ratio that the columns follow.

@@ -2,11 +2,11 @@
 // variant in Simd::Base and vector variants in Simd::Neon and Simd::Avx2 of the same arguments; the
 // wrappers in Simd, which choose among them, stand in simd_dispatch.h.
 //
-// An image is the address of its first byte and a stride in bytes, which is negative and wrapped for
-// images stored bottom-up (simd_row_step.h); width and height are in pixels.
-// Source and destination must not overlap. Nothing outside the width of a row is read or written.
-// Null pointers are not tested; a width or height of 0 writes nothing. A vector variant needs at
-// least the width that its wrapper asks for. Both variants give the same bytes unless stated.
+// An image is the address of its first byte and a stride in bytes, which is negative and wrapped
+// for images stored bottom-up (simd_row_step.h); width and height are in pixels. Source and
+// destination must not overlap. Nothing outside the width of a row is read or written. Null
+// pointers are not tested; a width or height of 0 writes nothing. A vector variant needs at least
+// the width that its wrapper asks for. Both variants give the same bytes unless stated.
 #pragma once
 
 #include <cstdint>
@@ -171,6 +171,9 @@ using Float32ToUint8Function = void(const float* src,
 /// data += value, in place.
 using AddValueFunction = void(const float* value, float* data, std::uint32_t size);
 
+/// data = value * data + 0, in place: a product of -0 becomes 0. Rounded as AddProduct does it.
+using MultiplyValueFunction = void(const float* value, float* data, std::uint32_t size);
+
 /// dst += value * src. Base fuses, and so does Neon in its scalar tail; its vectors multiply and
 /// add.
 using AddProductFunction = void(const float* src,
@@ -228,6 +231,7 @@ BgrToYuvFunction BgrToYuv420p, BgrToYuv422p, BgrToYuv444p;
 Uint8ToFloat32Function Uint8ToFloat32;
 Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;
+MultiplyValueFunction MultiplyValue;
 AddProductFunction AddProduct;
 Float16ToFloat32Function Float16ToFloat32;
 Float32ToFloat16Function Float32ToFloat16;
@@ -255,6 +259,7 @@ BgrToYuvFunction BgrToYuv420p, BgrToYuv422p, BgrToYuv444p;
 Uint8ToFloat32Function Uint8ToFloat32;
 Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;
+MultiplyValueFunction MultiplyValue;
 AddProductFunction AddProduct;
 Float16ToFloat32Function Float16ToFloat32;
 Float32ToFloat16Function Float32ToFloat16;
@@ -281,6 +286,7 @@ BgrToYuvFunction BgrToYuv420p, BgrToYuv422p, BgrToYuv444p;
 Uint8ToFloat32Function Uint8ToFloat32;
 Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;
+MultiplyValueFunction MultiplyValue;
 AddProductFunction AddProduct;
 Float16ToFloat32Function Float16ToFloat32;
 Float32ToFloat16Function Float32ToFloat16;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
+#include <new>
 #include <type_traits>
 
 namespace Simd {
@@ -44,6 +46,30 @@ public:
         size = new_size;
         if (size != 0) {
             data = static_cast<T*>(Allocate(std::uint32_t(size * sizeof(T)), align));
+        }
+    }
+};
+
+/// An array that is never without its memory: for objects whose loops don't ask for it.
+template <class T>
+class Table : private Array<T> {
+public:
+    using Array<T>::data;
+    using Array<T>::size;
+
+    // Not defaulted: what is would be compiled into each variant, and not in base/ only.
+    Table() {}   // NOLINT(modernize-use-equals-default)
+    ~Table() {}  // NOLINT(modernize-use-equals-default)
+
+    /// @throws std::bad_alloc when there is no memory, or when 32 bits can't count its bytes. The
+    ///         array is then of no further use.
+    void Resize(std::uint64_t new_size, std::uint32_t align = 16) {
+        if (new_size > std::numeric_limits<std::uint32_t>::max() / sizeof(T)) {
+            throw std::bad_alloc();
+        }
+        Array<T>::Resize(std::uint32_t(new_size), align);
+        if (size != 0 && !data) {
+            throw std::bad_alloc();
         }
     }
 };

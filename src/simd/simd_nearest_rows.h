@@ -11,19 +11,23 @@ constexpr std::uint32_t NEAREST_BLOCK = 16;  ///< bytes that a block writes
 
 /// Neighbouring bytes of a destination row whose sources lie within a window of the source row.
 struct NearestBlock {
-    std::uint8_t position[NEAREST_BLOCK];  ///< of each byte in the window; outside of it for bytes
-                                           ///< that come later
-    std::uint32_t src;                     ///< first byte of the window
-    std::uint32_t dst;                     ///< first byte that is written
+    std::uint32_t src;  ///< first byte of the window
+    std::uint32_t dst;  ///< first byte that is written
 };
 
 /// Row functions of one set of instructions. Nothing outside of the windows is read.
 struct NearestRows {
     /// Writes blocks in their order.
+    /// @param positions of each byte of the blocks in the window, NEAREST_BLOCK to a block or as
+    ///                  `spread` leaves them; outside of it for bytes that come later
     using Gather = void(const std::uint8_t* src,
                         const NearestBlock* blocks,
+                        const std::uint8_t* positions,
                         std::uint32_t count,
                         std::uint8_t* dst);
+
+    /// Spreads positions where they lie, so that there are as many to a block as bytes in a window.
+    using Spread = void(std::uint8_t* positions, std::uint32_t count);
 
     /// Copies the second of each two pixels.
     /// @param width of the destination, at least `halveWidth`
@@ -34,6 +38,7 @@ struct NearestRows {
     static constexpr std::uint32_t HALVE_SIZE = 4;                  ///< bytes of the largest pixel
 
     Gather* gather[WINDOWS];
+    Spread* spread[WINDOWS];      ///< null where `gather` takes the positions as they are
     std::uint32_t cost[WINDOWS];  ///< pixels that are copied in the time of a block
 
     Halve* halve[HALVE_SIZE];  ///< for pixels of 1 to 4 bytes; null where blocks are as quick

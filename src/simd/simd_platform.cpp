@@ -15,12 +15,13 @@
 namespace Simd {
 namespace {
 
-// Hardware capabilities are entry 16 (AT_HWCAP) of the auxiliary vector.
-constexpr std::uint32_t HWCAP_TAG = 16;
+// Hardware capabilities are entry 16 (AT_HWCAP) of the auxiliary vector; only ARM has bits to ask
+// for.
+[[maybe_unused]] constexpr std::uint32_t HWCAP_TAG = 16;
 #ifdef __aarch64__
-constexpr std::uint32_t HWCAP_NEON = 1u << 1;  // "asimd"
+[[maybe_unused]] constexpr std::uint32_t HWCAP_NEON = 1u << 1;  // "asimd"
 #else
-constexpr std::uint32_t HWCAP_NEON = 1u << 12;  // "neon" of 32-bit ARM
+[[maybe_unused]] constexpr std::uint32_t HWCAP_NEON = 1u << 12;  // "neon" of 32-bit ARM
 #endif
 
 bool hasNeon() {

@@ -37,11 +37,12 @@ enum ResizerMethod : std::uint32_t {
     ResizerMethodAreaFast = 7,  ///< the same on sums of 2 x 2 pixels, where it shrinks enough
 };
 
-/// Up to 8 neighbouring pairs of bytes that lie within 16 bytes of a source row.
+/// Up to 8 neighbouring pairs of bytes that lie within a window of a source row, of 16 bytes unless
+/// told otherwise.
 struct GatherBlock {
-    std::int32_t src;          ///< first of the 16 source bytes
+    std::int32_t src;          ///< first byte of the window
     std::uint32_t dst;         ///< first byte in a row of pairs
-    std::uint8_t shuffle[16];  ///< position among the 16 source bytes, for each byte of a pair
+    std::uint8_t shuffle[16];  ///< position in the window, for each byte of a pair
 };
 
 /// What a resizer is made for. All sizes are at least 1.
@@ -56,7 +57,8 @@ struct ResizerParam {
     std::uint32_t alignment;  ///< of the row buffers, in bytes
 };
 
-/// Scales planes of fixed sizes. An object serves one thread at a time.
+/// Scales planes of fixed sizes. An object serves one thread at a time. Where memory is exhausted,
+/// making one and running it throw std::bad_alloc; the object is then only good to be deleted.
 class Resizer : protected Deletable {
 public:
     explicit Resizer(const ResizerParam& parameters);
@@ -111,12 +113,13 @@ protected:
     bool CutIntoBlocks(std::uint32_t window);
 
     std::uint32_t pixelSize = 0;  ///< bytes; 0 until the tables are built
-    Array<std::uint32_t> ix;      ///< byte offset in a source row, for each destination column
-    Array<std::uint32_t> iy;      ///< source row of each destination row
+    Table<std::uint32_t> ix;      ///< byte offset in a source row, for each destination column
+    Table<std::uint32_t> iy;      ///< source row of each destination row
 
     NearestRows::Halve* halve = nullptr;    ///< where it serves, it writes whole rows
     NearestRows::Gather* gather = nullptr;  ///< where it serves, it writes `blocks`
-    Array<NearestBlock> blocks;
+    Table<NearestBlock> blocks;
+    Table<std::uint8_t> positions;  ///< as `gather` wants them
     std::uint32_t blockCount = 0;
     std::uint32_t doneInVectors = 0;  ///< leading pixels of a row that need no copies
 };
@@ -135,11 +138,11 @@ public:
 protected:
     void EstimateColumns();
 
-    Array<std::int32_t> ax;     ///< horizontal weight of each destination element
-    Array<std::int32_t> ix;     ///< element offset of its left sample in a source row
-    Array<std::int32_t> ay;     ///< vertical weight of each destination row
-    Array<std::int32_t> iy;     ///< upper source row of each destination row
-    Array<std::int32_t> bx[2];  ///< two horizontally interpolated rows
+    Table<std::int32_t> ax;     ///< horizontal weight of each destination element
+    Table<std::int32_t> ix;     ///< element offset of its left sample in a source row
+    Table<std::int32_t> ay;     ///< vertical weight of each destination row
+    Table<std::int32_t> iy;     ///< upper source row of each destination row
+    Table<std::int32_t> bx[2];  ///< two horizontally interpolated rows
 };
 
 /// What the area resizers of bytes have in common.
@@ -153,11 +156,11 @@ protected:
     template <std::size_t CHANNELS, class Rows>
     void RunRows(const Rows& rows, std::uint8_t* dst, std::uint32_t dstStride);
 
-    Array<std::int32_t> ax;  ///< weight of the source column right of each destination edge
-    Array<std::int32_t> ix;  ///< that source column
-    Array<std::int32_t> ay;  ///< weight of the source row below each destination edge
-    Array<std::int32_t> iy;  ///< that source row
-    Array<std::int32_t> by;  ///< one row of weighted column sums
+    Table<std::int32_t> ax;  ///< weight of the source column right of each destination edge
+    Table<std::int32_t> ix;  ///< that source column
+    Table<std::int32_t> ay;  ///< weight of the source row below each destination edge
+    Table<std::int32_t> iy;  ///< that source row
+    Table<std::int32_t> by;  ///< one row of weighted column sums
 };
 
 /// Area weights on the source itself. 1 to 4 channels; with any other number nothing is written.
@@ -210,11 +213,11 @@ protected:
                 T* dst,
                 std::uint32_t dstStride);
 
-    Array<std::int32_t> ix;  ///< element offset of the left sample of each destination element
-    Array<std::int32_t> iy;  ///< upper source row of each destination row
-    Array<float> ax;         ///< horizontal weights
-    Array<float> ay;         ///< vertical weights
-    Array<float> bx[2];      ///< two horizontally interpolated rows
+    Table<std::int32_t> ix;  ///< element offset of the left sample of each destination element
+    Table<std::int32_t> iy;  ///< upper source row of each destination row
+    Table<float> ax;         ///< horizontal weights
+    Table<float> ay;         ///< vertical weights
+    Table<float> bx[2];      ///< two horizontally interpolated rows
 };
 
 /// Linear interpolation of 16-bit elements in float arithmetic. 1 to 4 channels; with any other
@@ -309,20 +312,20 @@ protected:
                       std::uint8_t* dst,
                       std::uint32_t dstStride);
 
-    Array<std::int32_t> ix;     ///< byte offset of the second tap of each destination column
-    Array<std::int32_t> iy;     ///< source row of the second tap of each destination row
-    Array<std::int32_t> ax;     ///< four weights of each destination column
-    Array<std::int32_t> ay;     ///< four weights of each destination row
-    Array<std::int32_t> bx[4];  ///< ring of horizontally summed rows
+    Table<std::int32_t> ix;     ///< byte offset of the second tap of each destination column
+    Table<std::int32_t> iy;     ///< source row of the second tap of each destination row
+    Table<std::int32_t> ax;     ///< four weights of each destination column
+    Table<std::int32_t> ay;     ///< four weights of each destination row
+    Table<std::int32_t> bx[4];  ///< ring of horizontally summed rows
     std::uint32_t xn = 0;       ///< first column that doesn't start at the left edge
     std::uint32_t xt = 0;       ///< first column that ends at the right edge
     std::uint32_t sxl = 0;      ///< byte offset of the last possible second tap
 
     BicubicRows::Sum* sumBlocks = nullptr;  ///< where vectors serve, sums the inner columns
     BicubicRows::Blend* blendSums = nullptr;
-    Array<BicubicBlock> blocks;
+    Table<BicubicBlock> blocks;
     std::uint32_t blockCount = 0;
-    Array<std::int16_t> sums[4];  ///< in place of `bx` where vectors serve
+    Table<std::int16_t> sums[4];  ///< in place of `bx` where vectors serve
 };
 
 }  // namespace Base
@@ -354,22 +357,13 @@ public:
              std::uint32_t dstStride) override;
 
 protected:
-    /// Up to 8 neighbouring pairs of samples that lie within 16 bytes of a source row.
-    struct GatherBlock {
-        std::int32_t src;          ///< first of the 16 source bytes
-        std::uint32_t dst;         ///< first byte in a row of pairs
-        std::uint8_t shuffle[16];  ///< position among the 16 source bytes, for each byte of a pair
-    };
-
-    void EstimateColumns();
-    void EstimateBlocks();
-    void ChooseRatio();
+    void EstimateTables();
 
     // The inherited `ix` holds pixel numbers here; the inherited `ax` and `bx` stay empty.
-    Array<std::uint8_t> weights;   ///< a pair (16 - weight, weight) for each destination element
-    Array<std::uint8_t> rows[2];   ///< two horizontally interpolated rows, of 16-bit elements
+    Table<std::uint8_t> weights;   ///< a pair (16 - weight, weight) for each destination element
+    Table<std::uint8_t> rows[2];   ///< two horizontally interpolated rows, of 16-bit elements
     std::uint32_t blockCount = 0;  ///< 0 when pairs are fetched one by one
-    Array<GatherBlock> blocks;
+    Table<GatherBlock> blocks;
     const RatioForm* ratio = nullptr;  ///< that the columns follow
 };
 
@@ -383,14 +377,6 @@ public:
              std::uint32_t srcStride,
              std::uint8_t* dst,
              std::uint32_t dstStride) override;
-
-protected:
-    /// Scales where each pixel is the plain mean of 2 x 2 or 3 x 3.
-    /// @return false where it isn't
-    bool RunWholeCells(const std::uint8_t* src,
-                       std::uint32_t srcStride,
-                       std::uint8_t* dst,
-                       std::uint32_t dstStride) const;
 };
 
 /// The vectors multiply and add where Base fuses: a value may differ from Base by one.
@@ -456,18 +442,34 @@ protected:
     void EstimateBlocks();
 
     /// Makes a destination row without rows of sums.
+    /// @param ahead bytes from the two rows to those of the next destination row
     void BlendBlocks(const std::uint8_t* upper,
                      const std::uint8_t* lower,
                      std::int32_t lowerWeight,
+                     std::ptrdiff_t ahead,
                      std::uint8_t* dst) const;
 
     // The inherited `ix` holds pixel numbers here; the inherited `ax` and `bx` stay empty.
-    Array<std::uint8_t> weights;  ///< a pair (16 - weight, weight) for each destination element
-    Array<std::uint8_t> rows[2];  ///< two horizontally interpolated rows, of 16-bit elements
-    Array<GatherBlock> blocks;
+    Table<std::uint8_t> weights;  ///< a pair (16 - weight, weight) for each destination element
+    Table<std::uint8_t> rows[2];  ///< two horizontally interpolated rows, of 16-bit elements
+    Table<GatherBlock> blocks;
+    Table<std::uint8_t> positions;     ///< of blocks of wide windows, spread; empty when not wide
     std::uint32_t blockCount = 0;      ///< 0 until a row needs them
     std::uint32_t insideCount = 0;     ///< leading blocks that end within a row
     const RatioForm* ratio = nullptr;  ///< that the columns follow
+};
+
+/// What areas need that are weighed along rows before rows are added. Either pairs or windows of
+/// cells serve, or none.
+struct AreaTables {
+    bool isEstimated = false;
+    Table<std::int32_t> first;      ///< cell of each column
+    Table<std::int32_t> weights;    ///< of cells, two in each
+    Table<std::int32_t> words;      ///< a row of sums of cells, two in each
+    Table<std::int32_t> sums[3];    ///< weighed rows
+    Table<GatherBlock> blocks;      ///< of pairs
+    std::uint32_t blockCount = 0;   ///< 0 where pairs don't serve
+    std::uint32_t windowCount = 0;  ///< of a column; 0 where windows don't serve
 };
 
 /// For 1 to 4 channels.
@@ -480,6 +482,23 @@ public:
              std::uint32_t srcStride,
              std::uint8_t* dst,
              std::uint32_t dstStride) override;
+
+protected:
+    AreaTables tables;
+};
+
+class ResizerByteArea2x2 : public Base::ResizerByteArea2x2 {
+public:
+    explicit ResizerByteArea2x2(const ResizerParam& parameters);
+    ~ResizerByteArea2x2() override;
+
+    void Run(const std::uint8_t* src,
+             std::uint32_t srcStride,
+             std::uint8_t* dst,
+             std::uint32_t dstStride) override;
+
+protected:
+    AreaTables tables;
 };
 
 class ResizerShortBilinear : public Base::ResizerShortBilinear {
@@ -520,5 +539,10 @@ extern template class Array<std::uint32_t>;
 extern template class Array<std::uint8_t>;
 extern template class Array<float>;
 extern template class Array<GatherBlock>;
+extern template class Table<std::int32_t>;
+extern template class Table<std::uint32_t>;
+extern template class Table<std::uint8_t>;
+extern template class Table<float>;
+extern template class Table<GatherBlock>;
 
 }  // namespace Simd

@@ -108,6 +108,26 @@ inline bool rowsFollow(const Ratio& ratio,
                                  weight[1] == ratio.taps[1].weight);
 }
 
+/// The first and the last pixel of two doubled rows, which lie at edge pixels.
+template <std::size_t CHANNELS>
+inline void doubleEdges(const std::uint8_t* upper,
+                        const std::uint8_t* lower,
+                        std::uint8_t* dst,
+                        std::uint8_t* next,
+                        std::uint32_t width) {
+    const auto quarters = [](std::uint8_t near, std::uint8_t far) {
+        return std::uint8_t((3 * near + far + 2) >> 2);
+    };
+    const std::size_t fromLast = (width / 2 - 1) * CHANNELS;
+    const std::size_t toLast = (width - 1) * CHANNELS;
+    for (std::size_t c = 0; c < CHANNELS; ++c) {
+        dst[c] = quarters(upper[c], lower[c]);
+        next[c] = quarters(lower[c], upper[c]);
+        dst[toLast + c] = quarters(upper[fromLast + c], lower[fromLast + c]);
+        next[toLast + c] = quarters(lower[fromLast + c], upper[fromLast + c]);
+    }
+}
+
 /// How many source cells a destination index takes, where area weights take only whole cells and
 /// all in equal parts; else 0.
 /// @param count destination indices; the tables have an edge more
@@ -122,20 +142,6 @@ inline std::int32_t wholeCells(const std::int32_t* index,
         whole = index[i] == cells * std::int32_t(i) && weight[i] == weight[0];
     }
     return whole ? cells : 0;
-}
-
-/// Whether float weights take whole pairs of samples in equal parts.
-/// @param step elements of a pixel, of which each has its own entry
-inline bool floatsHalve(const std::int32_t* index,
-                        const float* weight,
-                        std::uint32_t count,
-                        std::uint32_t step) {
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (index[i * step] != std::int32_t(2 * i * step) || weight[i * step] != 0.5f) {
-            return false;
-        }
-    }
-    return true;
 }
 
 }  // namespace

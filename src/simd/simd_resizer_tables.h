@@ -26,7 +26,7 @@ inline Tap tapAt(float position, std::uint32_t src) {
         return {0, 0.0f};
     }
     const std::int32_t last = std::int32_t(src) - 1;
-    const std::int32_t index = std::int32_t(position);
+    const auto index = std::int32_t(position);
     if (index >= last) {
         return {last - 1, 1.0f};
     }

@@ -78,21 +78,26 @@ template <class Tile, std::size_t PIXEL_SIZE>
 template <class Tile, std::size_t PIXEL_SIZE>
 inline void transposeBand(Walk<PIXEL_SIZE> walk, std::uint32_t width, std::uint32_t height) {
     forBlocks<Tile::COLUMNS, 0>(walk, width, [height](Walk<PIXEL_SIZE> columns) {
-        prefetchAfter<Tile>(columns, height);
+        if constexpr (Tile::IS_PREFETCHED) {
+            prefetchAfter<Tile>(columns, height);
+        }
         forBlocks<0, Tile::ROWS>(columns, height, [](Walk<PIXEL_SIZE> tile) { Tile::move(tile); });
     });
 }
 
 template <class Tile, std::size_t PIXEL_SIZE>
 void transposeTiles(Walk<PIXEL_SIZE> walk, std::uint32_t width, std::uint32_t height) {
-    // Rows that fill two cache lines of the target, and no more: they are so few that neither
-    // their lines nor the target's leave the cache too early, however they fall on its sets.
-    constexpr std::uint32_t BAND = 2 * CACHE_LINE / PIXEL_SIZE / Tile::ROWS * Tile::ROWS;
+    // Rows that are done together: their lines stay at hand for the next columns, and the target
+    // gets whole lines. Prefetched ones fill two lines of the target, and no more: they are so few
+    // that neither their lines nor the target's leave the cache too early, however they fall on its
+    // sets.
+    constexpr std::uint32_t BAND =
+        Tile::IS_PREFETCHED ? 2 * CACHE_LINE / PIXEL_SIZE / Tile::ROWS * Tile::ROWS : 64;
     if (width < Tile::COLUMNS || height < Tile::ROWS) {
         movePixels(walk, width, height);
         return;
     }
-    for (; height >= BAND + Tile::ROWS; height -= BAND) {
+    for (; height > BAND; height -= BAND) {
         transposeBand<Tile>(walk, width, BAND);
         walk = walk.at(0, BAND);
     }
@@ -136,7 +141,7 @@ inline void replaceModes(TransformTable& table) {
 
 /// The portable table with all but the copies of rows replaced.
 /// @tparam Tile  of a pixel size: `move(walk)` makes COLUMNS rows of ROWS pixels from ROWS rows of
-///               COLUMNS pixels
+///               COLUMNS pixels. Where IS_PREFETCHED, the walk asks for what comes next.
 /// @tparam Block of a pixel size: `reverse(src, dst)` turns the order of PIXELS pixels
 template <template <std::size_t> class Tile, template <std::size_t> class Block>
 inline TransformTable vectorTransforms() {

@@ -41,7 +41,8 @@ struct WarpAffineQuad {
 };
 
 /// Warps planes of fixed sizes. Rows may be spread over threads, but an object serves one caller at
-/// a time.
+/// a time. Where memory is exhausted, making one and running it throw std::bad_alloc; the object is
+/// then only good to be deleted.
 class WarpAffine : protected Deletable {
 public:
     explicit WarpAffine(const WarpAffineParam& parameters);
@@ -59,7 +60,7 @@ protected:
     bool first = true;         ///< until the end of the first `Run`
     std::uint32_t stride = 0;  ///< bytes of scratch per thread
     std::uint32_t threads;     ///< as they were at creation
-    Array<std::uint8_t>
+    Table<std::uint8_t>
         buffer;  ///< `threads` times `stride` bytes; blocks of pixels are on the stack
 };
 
@@ -113,8 +114,8 @@ protected:
 
     void Prepare();
 
-    Array<std::int32_t> beg;  ///< as in WarpRanges, a column per destination row
-    Array<std::int32_t> end;
+    Table<std::int32_t> beg;  ///< as in WarpRanges, a column per destination row
+    Table<std::int32_t> end;
     WarpRowFunction* run;
 };
 
@@ -136,7 +137,7 @@ protected:
 
     void Prepare();
 
-    Array<std::int32_t> range;    ///< the four below, one after another
+    Table<std::int32_t> range;    ///< the four below, one after another
     std::int32_t* beg = nullptr;  ///< as in WarpRanges, a column per destination row
     std::int32_t* end = nullptr;
     std::int32_t* lo = nullptr;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/simd_area_tables.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"
 #include "simd/simd_row_step.h"
@@ -13,12 +14,6 @@ namespace Simd {
 namespace {
 
 constexpr std::int32_t HALF_CELL = 1024;  // weight of a whole cell of two
-
-/// Edges and their weights.
-struct AreaAxis {
-    const std::int32_t* index;
-    const std::int32_t* weight;
-};
 
 /// Scales by the functions of a vector variant, for 1 to 4 channels.
 /// @param thirds null where there is no such function

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "simd/simd.h"
 #include "tavo_core/tavo_exception.h"
@@ -50,21 +51,6 @@ bool walksInside(const Frame& frame) {
         inside = inside && (layout.plane[p].stride >= 0 || layout.plane[p].stride % 4 == 0);
     }
     return inside;
-}
-
-/// Multiplies by accumulating on zeros: a product of -0 becomes 0. In blocks that stay in the
-/// cache.
-void multiply(float* data, std::uint32_t size, float value) {
-    constexpr std::uint32_t BLOCK = 1024;
-    float block[BLOCK];
-    while (size != 0) {
-        const std::uint32_t count = std::min(size, BLOCK);
-        std::memcpy(block, data, count * sizeof(float));
-        std::memset(data, 0, count * sizeof(float));
-        Simd::AddProduct(block, count, &value, data);
-        data += count;
-        size -= count;
-    }
 }
 
 /// A source of one column or row has nothing to interpolate between.
@@ -131,15 +117,20 @@ void CvBackendSimd::resize(const Frame& src, Frame& dst, Rect src_roi, Rect dst_
     for (int p = 0; p < src.layout().plane_count; ++p) {
         const PlaneLayout& from = src_view.layout().plane[p];
         const PlaneLayout& to = dst_view.layout().plane[p];
-        const auto resizer =
-            makeResizer(from, to, type, methodFor(src_view.size(), method.resizer));
-        if (!resizer) {
-            TAVO_RAISE(TAVO_STATUS_NOT_SUPPORTED,
-                       "resize: Unsupported method %s for samples of %d bits, %dx%d to %dx%d.",
-                       method.name, bits_per_channel, from.width, from.height, to.width, to.height);
+        try {
+            const auto resizer =
+                makeResizer(from, to, type, methodFor(src_view.size(), method.resizer));
+            if (!resizer) {
+                TAVO_RAISE(TAVO_STATUS_NOT_SUPPORTED,
+                           "resize: Unsupported method %s for samples of %d bits, %dx%d to %dx%d.",
+                           method.name, bits_per_channel, from.width, from.height, to.width,
+                           to.height);
+            }
+            resizer->Run(src_view.planeData(p), std::uint32_t(from.stride), dst_view.planeData(p),
+                         std::uint32_t(to.stride));
+        } catch (const std::bad_alloc& error) {
+            TAVO_RAISE(TAVO_STATUS_OUT_OF_MEMORY, "resize: %s", error.what());
         }
-        resizer->Run(src_view.planeData(p), std::uint32_t(from.stride), dst_view.planeData(p),
-                     std::uint32_t(to.stride));
     }
 }
 
@@ -224,7 +215,7 @@ void CvBackendSimd::mul(Frame& src_dst, float value, Rect src_roi) {
     if (impl::rowsAligned(view)) {
         impl::walkRuns(view.layout(), impl::isContiguous(view),
                        [&](int plane, int row, std::uint32_t samples) {
-                           multiply(impl::floatRow(view, plane, row), samples, value);
+                           Simd::MultiplyValue(&value, impl::floatRow(view, plane, row), samples);
                        });
         return;
     }
@@ -252,14 +243,18 @@ void CvBackendSimd::warpAffine(
     for (int p = 0; p < src.layout().plane_count; ++p) {
         const PlaneLayout& from = view.layout().plane[p];
         const PlaneLayout& to = dst.layout().plane[p];
-        const std::unique_ptr<Simd::WarpAffine> warp(Simd::Base::WarpAffineInit(
-            std::uint32_t(from.width), std::uint32_t(from.height), std::uint32_t(from.stride),
-            std::uint32_t(to.width), std::uint32_t(to.height), std::uint32_t(to.stride),
-            to.channels, forward, flags, nullptr));
-        if (!warp) {
-            TAVO_RAISE(TAVO_STATUS_NOT_SUPPORTED, "warpAffine: Can't create context.");
+        try {
+            const std::unique_ptr<Simd::WarpAffine> warp(Simd::Base::WarpAffineInit(
+                std::uint32_t(from.width), std::uint32_t(from.height), std::uint32_t(from.stride),
+                std::uint32_t(to.width), std::uint32_t(to.height), std::uint32_t(to.stride),
+                to.channels, forward, flags, nullptr));
+            if (!warp) {
+                TAVO_RAISE(TAVO_STATUS_NOT_SUPPORTED, "warpAffine: Can't create context.");
+            }
+            warp->Run(view.planeData(p), dst.planeData(p));
+        } catch (const std::bad_alloc& error) {
+            TAVO_RAISE(TAVO_STATUS_OUT_OF_MEMORY, "warpAffine: %s", error.what());
         }
-        warp->Run(view.planeData(p), dst.planeData(p));
     }
 }
 

@@ -151,7 +151,8 @@ void tensorFp16ToFp32(const Tensor& src, Tensor& dst) {
                      "src.initialized() && src.layout().dataType() == TENSOR_FLOAT_16");
     TAVO_ASSERT(src.deviceContext() == DeviceContext::cpuContext() &&
                 src.deviceContext() == dst.deviceContext());
-    const Tensor source = src;  // also where the target is the source
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the target may be the source
+    const Tensor source = src;
     const TensorLayout& layout = source.layout();
     TensorSize strides = layout.strides;
     for (int i = 0; i < strides.count; ++i) {
@@ -204,12 +205,12 @@ void NV12toBGR_neon(const std::uint8_t* y,
     convert(y, uv, bgr, width, height, stride, bgrStride);
 }
 
-void convertFp16ToFp32(const unsigned short* src, unsigned int size, float* dst) {
-    Simd::Float16ToFloat32(src, size, dst);
+void convertFp16ToFp32(const unsigned short* src, unsigned int count, float* dst) {
+    Simd::Float16ToFloat32(src, count, dst);
 }
 
-void convertFp32ToFp16(const float* src, unsigned int size, unsigned short* dst) {
-    Simd::Float32ToFloat16(src, size, dst);
+void convertFp32ToFp16(const float* src, unsigned int count, unsigned short* dst) {
+    Simd::Float32ToFloat16(src, count, dst);
 }
 
 }  // namespace tavo

@@ -2,10 +2,11 @@
 
 #include "tavo_core/tavo_exception.h"
 #include "tavo_cv/tavo_impl_format_converter.h"
+#include "tavo_cv/tavo_impl_state.h"
 
 namespace tavo {
 
-FormatConverter::FormatConverter() : _impl(std::make_unique<ImplFormatConverter>()) {}
+FormatConverter::FormatConverter() : _impl(impl::makeState<ImplFormatConverter>()) {}
 FormatConverter::~FormatConverter() = default;
 
 template <class Source>

@@ -116,7 +116,7 @@ void swapChroma(const ColorJob& job) {
     for (std::ptrdiff_t row = 0; row < src.height; ++row) {
         const std::uint8_t* __restrict in = job.src.planeData(1) + row * src.stride;
         std::uint8_t* __restrict out = job.dst.planeData(1) + row * dst.stride;
-        for (std::ptrdiff_t x = 0; x < 2 * src.width; x += 2) {
+        for (std::ptrdiff_t x = 0; x < std::ptrdiff_t{2} * src.width; x += 2) {
             out[x] = in[x + 1];
             out[x + 1] = in[x];
         }
@@ -197,10 +197,10 @@ void convertStrip(const ColorJob& job, const Rect& strip) {
     ChromaRows chroma(target);
     const KernelPlane u = planeOf(job.temp, 1);
     const KernelPlane v = planeOf(job.temp, 2);
-    for (std::uint32_t y = 0; y < u.height; y += 2) {
-        for (std::uint32_t x = 0; x < u.width; x += 2) {
-            chroma.u[x / 2 * std::uint32_t(chroma.step)] = u.data[y * u.stride + x];
-            chroma.v[x / 2 * std::uint32_t(chroma.step)] = v.data[y * v.stride + x];
+    for (std::size_t y = 0; y < u.height; y += 2) {
+        for (std::size_t x = 0; x < u.width; x += 2) {
+            chroma.u[x / 2 * std::size_t(chroma.step)] = u.data[y * u.stride + x];
+            chroma.v[x / 2 * std::size_t(chroma.step)] = v.data[y * v.stride + x];
         }
         chroma.u += chroma.u_stride;
         chroma.v += chroma.v_stride;

@@ -422,7 +422,7 @@ void rowYuvToYuv(Rows rows, RowData& dst, int width, const Context& context) {
     if (!u || !v) {
         return;
     }
-    const bool two_rows = to.y_subsampling == 2 && rows[1];
+    const bool two_rows = to.y_subsampling == 2 && rows[1] != nullptr;
     const RowData& second = two_rows ? *rows[1] : *rows[0];
     const ByRows& functions = RESAMPLE_CHROMA[chromaShape(from.u_step, from.x_subsampling)]
                                              [chromaShape(to.u_step, to.x_subsampling)];

@@ -185,8 +185,9 @@ void ScaleX<T>::produce(RowData& row) {
     for (int i = 0; i < _layout.plane_count; ++i) {
         if (row.plane[i]) {
             const Element element = i == 0 ? planes.first : planes.further;
-            ROW_LOOPS<T>[int(element)](_scale_data[i], _window.rowData(0)->plane[i],
-                                       _window._layout.plane[i].width, _inside[i], row.plane[i]);
+            const RowLoop<T> scale = ROW_LOOPS<T>[int(element)];
+            scale(_scale_data[i], _window.rowData(0)->plane[i], _window._layout.plane[i].width,
+                  _inside[i], row.plane[i]);
         }
     }
 }

@@ -125,7 +125,7 @@ int ScaleData<T>::_computeWeights(
     std::fill_n(p_weight_buffer, weight_capacity, 0.0f);
     float sum = 0;
     for (int i = 0; i < taps; ++i) {
-        const float left = float(i);
+        const auto left = float(i);
         const float lo = left < phase ? phase : left;
         const float hi = end < left + 1.0f ? end : left + 1.0f;
         p_weight_buffer[i] = _computeIntegral(p_kernel, phase, lo, hi);
@@ -178,8 +178,8 @@ void ScaleData<T>::_build(IKernel& kernel, int src_length, int dst_length) {
     // Floats first, so that each array is aligned for its type.
     weight_buffer.resize(unsigned(capacity) * unsigned(2 * sizeof(T) + sizeof(float)), false);
     weight_buffer.setZero();
-    float* const floats = static_cast<float*>(static_cast<void*>(weight_buffer.data));
-    T* const weights = static_cast<T*>(static_cast<void*>(floats + capacity));
+    auto* const floats = static_cast<float*>(static_cast<void*>(weight_buffer.data));
+    auto* const weights = static_cast<T*>(static_cast<void*>(floats + capacity));
     T* const mirrored = weights + capacity;
 
     const float offset = -(0.5f * width);

@@ -25,7 +25,7 @@ void RowCopier::clear() {
 }
 
 bool RowCopier::initialized() const {
-    return _producer || _reader.height != 0;
+    return _producer != nullptr || _reader.height != 0;
 }
 
 const FrameLayout& RowCopier::layout() const {

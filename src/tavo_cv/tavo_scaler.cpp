@@ -1,6 +1,7 @@
 #include "tavo_cv/tavo_scaler.h"
 
 #include "tavo_core/tavo_exception.h"
+#include "tavo_cv/tavo_impl_state.h"
 #include "tavo_cv/tavo_row_copier.h"
 #include "tavo_cv/tavo_scaler_area.h"
 #include "tavo_cv/tavo_scaler_bilinear.h"
@@ -89,7 +90,7 @@ void Stages::reuse(Source& source, Size src_size, Size dst_size, ScaleMethod met
 
 struct Scaler::Impl : Stages {};
 
-Scaler::Scaler() : _impl(std::make_unique<Impl>()) {}
+Scaler::Scaler() : _impl(impl::makeState<Impl>()) {}
 Scaler::~Scaler() = default;
 
 void Scaler::reuse(const Frame& src_frame, Size dst_size, ScaleMethod method) {

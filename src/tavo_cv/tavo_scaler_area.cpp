@@ -8,6 +8,7 @@
 #include "tavo_core/tavo_exception.h"
 #include "tavo_cv/tavo_impl_area_kernels.h"
 #include "tavo_cv/tavo_impl_scaled_planes.h"
+#include "tavo_cv/tavo_impl_state.h"
 #include "tavo_cv/tavo_row_window.h"
 
 namespace tavo {
@@ -224,7 +225,7 @@ impl::AreaRows AreaY::_coveredRows(int plane, int table_row, int row_step) {
     // may be fewer rows than the output covers.
     const int last = shrinks() ? next.pos - entry.pos : 1;
     const int count = std::min(last, int(_rows.size()));
-    const bool has_last = last < int(_rows.size()) && _rows[std::size_t(last)];
+    const bool has_last = last < int(_rows.size()) && _rows[std::size_t(last)] != nullptr;
     const int rest = _table.full_weight - (shrinks() ? next.weight : entry.weight);
     return {
         _rows[0],
@@ -259,8 +260,8 @@ void AreaY::produce(RowData& row) {
             const int row_step = i > 0 && half_planes ? 2 : 1;
             const impl::AreaRows rows = _coveredRows(i, _row / row_step, row_step);
             impl::areaKernels(element).scale_rows(
-                rows, _layout.plane[i].width * scaledSamples(i, element), _accumulator.data,
-                row.plane[i]);
+                rows, std::ptrdiff_t(_layout.plane[i].width) * scaledSamples(i, element),
+                _accumulator.data, row.plane[i]);
         }
     }
     if (isRefused(planes)) {
@@ -421,7 +422,7 @@ bool AreaXY::next() {
 
 struct ScalerAreaX::Impl : AreaX {};
 
-ScalerAreaX::ScalerAreaX() : _impl(std::make_unique<Impl>()) {}
+ScalerAreaX::ScalerAreaX() : _impl(impl::makeState<Impl>()) {}
 ScalerAreaX::~ScalerAreaX() = default;
 
 void ScalerAreaX::reuse(const Frame& src_frame, int dst_width, ScalerPrecision precision) {
@@ -452,7 +453,7 @@ bool ScalerAreaX::next() {
 
 struct ScalerAreaY::Impl : AreaY {};
 
-ScalerAreaY::ScalerAreaY() : _impl(std::make_unique<Impl>()) {}
+ScalerAreaY::ScalerAreaY() : _impl(impl::makeState<Impl>()) {}
 ScalerAreaY::~ScalerAreaY() = default;
 
 void ScalerAreaY::reuse(const Frame& src_frame, int dst_height, ScalerPrecision precision) {
@@ -483,7 +484,7 @@ bool ScalerAreaY::next() {
 
 struct scaleAreaXY::Impl : AreaXY {};
 
-scaleAreaXY::scaleAreaXY() : _impl(std::make_unique<Impl>()) {}
+scaleAreaXY::scaleAreaXY() : _impl(impl::makeState<Impl>()) {}
 scaleAreaXY::~scaleAreaXY() = default;
 
 void scaleAreaXY::reuse(const Frame& src_frame, Size dst_size, ScalerPrecision precision) {

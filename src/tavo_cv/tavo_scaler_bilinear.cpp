@@ -8,6 +8,7 @@
 #include "tavo_core/tavo_exception.h"
 #include "tavo_cv/tavo_impl_samples.h"
 #include "tavo_cv/tavo_impl_scaled_planes.h"
+#include "tavo_cv/tavo_impl_state.h"
 #include "tavo_cv/tavo_row_window.h"
 
 namespace tavo {
@@ -80,7 +81,7 @@ void scaleX(const std::int32_t* __restrict xs,
                 blend(loadSample<T>(src, left + c), loadSample<T>(src, left + Channels + c), fx));
         }
     }
-    constexpr std::ptrdiff_t ELEMENT_BYTES = Channels * int(sizeof(T));
+    constexpr auto ELEMENT_BYTES = std::ptrdiff_t(Channels * sizeof(T));
     for (std::ptrdiff_t i = inside; i < count; ++i) {
         std::memcpy(dst + i * ELEMENT_BYTES, src + (width - 1) * ELEMENT_BYTES, ELEMENT_BYTES);
     }
@@ -328,7 +329,7 @@ struct ScalerBilinearXY::Impl : Bilinear {
     Impl() : Bilinear(AXES_XY) {}
 };
 
-ScalerBilinearXY::ScalerBilinearXY() : _impl(std::make_unique<Impl>()) {}
+ScalerBilinearXY::ScalerBilinearXY() : _impl(impl::makeState<Impl>()) {}
 ScalerBilinearXY::~ScalerBilinearXY() = default;
 
 void ScalerBilinearXY::reuse(const Frame& src_frame, Size dst_size) {
@@ -360,7 +361,7 @@ struct ScalerBilinearX::Impl : Bilinear {
     Impl() : Bilinear(AXES_X) {}
 };
 
-ScalerBilinearX::ScalerBilinearX() : _impl(std::make_unique<Impl>()) {}
+ScalerBilinearX::ScalerBilinearX() : _impl(impl::makeState<Impl>()) {}
 ScalerBilinearX::~ScalerBilinearX() = default;
 
 void ScalerBilinearX::reuse(const Frame& src_frame, int dst_width) {
@@ -393,7 +394,7 @@ struct ScalerBilinearY::Impl : Bilinear {
     Impl() : Bilinear(AXES_Y) {}
 };
 
-ScalerBilinearY::ScalerBilinearY() : _impl(std::make_unique<Impl>()) {}
+ScalerBilinearY::ScalerBilinearY() : _impl(impl::makeState<Impl>()) {}
 ScalerBilinearY::~ScalerBilinearY() = default;
 
 void ScalerBilinearY::reuse(const Frame& src_frame, int dst_height) {

@@ -3,6 +3,7 @@
 #include "tavo_core/tavo_exception.h"
 #include "tavo_cv/tavo_impl_scale_conv_x.h"
 #include "tavo_cv/tavo_impl_scale_conv_y.h"
+#include "tavo_cv/tavo_impl_state.h"
 
 namespace tavo {
 namespace {
@@ -82,7 +83,7 @@ IRowProducer* Convolution::activeStage() {
 
 struct ScalerConvolutional::Impl : Convolution {};
 
-ScalerConvolutional::ScalerConvolutional() : _impl(std::make_unique<Impl>()) {}
+ScalerConvolutional::ScalerConvolutional() : _impl(impl::makeState<Impl>()) {}
 ScalerConvolutional::~ScalerConvolutional() = default;
 
 void ScalerConvolutional::reuse(IKernel& kernel,

@@ -6,6 +6,7 @@
 
 #include "tavo_core/tavo_exception.h"
 #include "tavo_cv/tavo_impl_scaled_planes.h"
+#include "tavo_cv/tavo_impl_state.h"
 #include "tavo_cv/tavo_row_window.h"
 
 namespace tavo {
@@ -143,7 +144,7 @@ void Nearest::produce(RowData& row) {
 
 struct ScalerNearestNeighbor::Impl : Nearest {};
 
-ScalerNearestNeighbor::ScalerNearestNeighbor() : _impl(std::make_unique<Impl>()) {}
+ScalerNearestNeighbor::ScalerNearestNeighbor() : _impl(impl::makeState<Impl>()) {}
 ScalerNearestNeighbor::~ScalerNearestNeighbor() = default;
 
 void ScalerNearestNeighbor::reuse(const Frame& src_frame, Size dst_size) {

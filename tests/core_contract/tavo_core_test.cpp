@@ -204,6 +204,7 @@ TEST(Rotation, BadInputChangesNothing) {
         EXPECT_EQ(statusOf([&] { getRotationMatrix2D(bad, Point(), matrix, 1.0f); }), 6);
         EXPECT_EQ(statusOf([&] { getRotationMatrix2D(1.0f, Point(), matrix, bad); }), 6);
     }
+    EXPECT_EQ(statusOf([&] { getRotationMatrix2D(1.0f, Point(), nullptr, 1.0f); }), 4);
     EXPECT_TRUE(source == Rect() && inside == Rect() && size == Size() && matrix[0][0] == 0.0f);
 }
 

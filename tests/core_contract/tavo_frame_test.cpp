@@ -68,6 +68,7 @@ TEST(FrameLayout, DescribesEveryFormat) {
         }
     }
     EXPECT_STREQ(toString(FRAME_PLANAR_32F), "FRAME_PLANAR_32F");
+    EXPECT_STREQ(toString(FRAME_INVALID), "FRAME_INVALID");
     EXPECT_STREQ(toString(FrameFormat(22)), "FRAME_UNKNOWN");
 }
 
@@ -209,6 +210,7 @@ TEST(Frame, BadInputLeavesItAsItWas) {
         } catch (const Exception& error) {
             EXPECT_EQ(error.status, status) << error.what();
         }
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): not a byte may change
         EXPECT_EQ(std::memcmp(&frame.layout(), &before.layout(), sizeof(FrameLayout)), 0);
         EXPECT_EQ(memoryOf(frame), memory);
     };
@@ -233,7 +235,9 @@ TEST(Frame, BadInputLeavesItAsItWas) {
         SCOPED_TRACE(testing::Message() << rect.x << " " << rect.y << " " << rect.width);
         expectFailure(TAVO_STATUS_OUT_OF_RANGE, [&] { frame = getRegion(frame, rect); });
     }
-    expectFailure(TAVO_STATUS_NOT_INITIALIZED, [&] { Frame().copyTo(frame); });
+    Frame none;
+    expectFailure(TAVO_STATUS_NOT_INITIALIZED, [&] { none.copyTo(frame); });
+    expectFailure(TAVO_STATUS_NOT_INITIALIZED, [&] { frame = getRegion(none, Rect(0, 0, 1, 1)); });
     unsigned char* const planes[4] = {frame.planeData(0), nullptr, frame.planeData(2), nullptr};
     FrameLayout layout(FRAME_GRAY8, Size(5, 3), 0);
     const auto view = [&] { frame = Frame(layout, planes); };
@@ -243,6 +247,9 @@ TEST(Frame, BadInputLeavesItAsItWas) {
     }
     layout = frame.layout();
     expectFailure(TAVO_STATUS_NULL_POINTER, view);
+    expectFailure(TAVO_STATUS_NULL_POINTER, [&] { frame = Frame(layout, nullptr); });
+    layout.plane_count = 1;
+    expectFailure(TAVO_STATUS_INVALID_PARAMETER, view);
     layout.clear();
     expectFailure(TAVO_STATUS_NOT_INITIALIZED, view);
 

@@ -315,6 +315,8 @@ TEST_P(ResizerOf, EverySizeGivesWeightedSums) {
     const Shape others[] = {{640, 3, 161, 5, 1, type, method}, {640, 4, 160, 2, 1, type, method},
                             {33, 17, 640, 4, 1, type, method}, {640, 16, 33, 3, 3, type, method},
                             {40, 700, 20, 2, 1, type, method}, {9, 2100, 3, 1, 1, type, method},
+                            {901, 9, 70, 4, 2, type, method},  {333, 7, 40, 3, 4, type, method},
+                            {641, 9, 160, 3, 1, type, method}, {300, 20, 420, 31, 3, type, method},
                             {17, 16, 33, 15, 5, type, method}, {2, 9, 17, 2, 5, type, method}};
     std::for_each(std::begin(others), std::end(others), tryShape);
 }

@@ -79,6 +79,7 @@ const auto toFloats = [](auto f, auto s, auto t, auto w, auto) { f(s->data, w, &
 const auto toBytes  = [](auto f, auto s, auto t, auto w, auto) { f(as<float>(*s), w, &FLOAT_LOWER, &FLOAT_UPPER, t->data); };
 const auto add      = [](auto f, auto, auto t, auto w, auto) { f(&FLOAT_ADDEND, as<float>(*t), w); };
 const auto multiply = [](auto f, auto s, auto t, auto w, auto) { f(as<float>(*s), w, &FLOAT_FACTOR, as<float>(*t)); };
+const auto scale    = [](auto f, auto, auto t, auto w, auto) { f(&FLOAT_FACTOR, as<float>(*t), w); };
 const auto widen    = [](auto f, auto s, auto t, auto w, auto) { f(as<unsigned short>(*s), w, as<float>(*t)); };
 const auto narrow   = [](auto f, auto s, auto t, auto w, auto) { f(as<float>(*s), w, as<unsigned short>(*t)); };
 
@@ -120,6 +121,7 @@ std::vector<KernelCase> makeCases() {
         {"Uint8ToFloat32",   "Float", 16, 1, 1, {one},    {single}, wrapped(Simd::Uint8ToFloat32, Base::Uint8ToFloat32, Neon::Uint8ToFloat32, Avx2::Uint8ToFloat32, toFloats), 1},
         {"Float32ToUint8",   "Float", 16, 1, 1, {single}, {one},    wrapped(Simd::Float32ToUint8, Base::Float32ToUint8, Neon::Float32ToUint8, Avx2::Float32ToUint8, toBytes), 1},
         {"AddValue",         "Float", 1,  1, 1, {},       {single}, direct(Simd::AddValue, Base::AddValue, Neon::AddValue, Avx2::AddValue, add), 1},
+        {"MultiplyValue",    "Float", 1,  1, 1, {},       {single}, direct(Simd::MultiplyValue, Base::MultiplyValue, Neon::MultiplyValue, Avx2::MultiplyValue, scale), 1},
         {"AddProduct",       "Float", 1,  1, 1, {single}, {single}, direct(Simd::AddProduct, Base::AddProduct, Neon::AddProduct, Avx2::AddProduct, multiply), 1},
         {"Float16ToFloat32", "Float", 16, 1, 1, {half},   {single}, wrapped(Simd::Float16ToFloat32, Base::Float16ToFloat32, Neon::Float16ToFloat32, Avx2::Float16ToFloat32, widen), 1},
         {"Float32ToFloat16", "Float", 16, 1, 1, {single}, {half},   wrapped(Simd::Float32ToFloat16, Base::Float32ToFloat16, Neon::Float32ToFloat16, Avx2::Float32ToFloat16, narrow), 1},

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <new>
+#include <stdexcept>
+#include <utility>
 
 #include "support/frames.h"
 
@@ -28,6 +31,15 @@ struct FlatKernel : IKernel {
     float value(float) override { return level; }
     float aperture() const override { return width; }
     float width, level;
+};
+
+struct FailingKernel : FlatKernel {
+    explicit FailingKernel(std::function<void()> f) : FlatKernel(2, 1), fail(std::move(f)) {}
+    float value(float x) override {
+        fail();
+        return FlatKernel::value(x);
+    }
+    std::function<void()> fail;
 };
 
 /// For every position the source pixel, the row of the table, and its weights.
@@ -211,6 +223,30 @@ TEST(ScaleData, FailsToTheLetter) {
           "_reflectWeights");
     fails([&] { Data::_computeIntegral(nullptr, 0, 0, 1); }, null, "Parameter '_p_kernel' is null.",
           "_computeIntegral");
+}
+
+TEST(ScaleData, SurvivesAnyKernel) {
+    FlatKernel endless(INFINITY, 1), least(-INFINITY, 1), nameless(NAN, 1);
+    FailingKernel own([] { throw Exception(nullptr, TAVO_STATUS_BAD_FORMAT, "", "", 1, "own"); });
+    FailingKernel hungry([] { throw std::bad_alloc(); });
+    FailingKernel other([] { throw std::runtime_error("other"); });
+    FailingKernel any([] { throw 1; });
+    const auto fails = [](IKernel& kernel, Status status, const std::string& text) {
+        BoxKernel box;
+        ScaleData<short> data;
+        data.reuse(box, 32, 1);
+        EXPECT_TRUE(
+            throwsFailure([&] { data.reuse(kernel, 9, 9); }, status, text, "reuse", FILE_NAME));
+        EXPECT_TRUE(data.index.empty() && data.src_size == 0 && data.dst_size == 0);
+    };
+    fails(endless, RANGE,
+          "Failed to allocate kernel data due to: The kernel table exceeds 32 bits.");
+    fails(least, RANGE, "Parameter 'aperture' is out of range.");
+    fails(nameless, RANGE, "Parameter 'aperture' is out of range.");
+    fails(own, TAVO_STATUS_BAD_FORMAT, "own");
+    fails(hungry, TAVO_STATUS_OUT_OF_MEMORY, std::bad_alloc().what());
+    fails(other, TAVO_STATUS_INVALID_PARAMETER, "other");
+    fails(any, TAVO_STATUS_INVALID_PARAMETER, "The kernel has failed.");
 }
 
 TEST(ScaleKernels, HaveTheirShapes) {

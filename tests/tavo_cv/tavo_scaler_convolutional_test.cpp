@@ -481,6 +481,51 @@ TYPED_TEST(ScalerConvolution, RefusesOtherFormatsAtTheFirstRow) {
     }
 }
 
+/// Breaks down at the row that comes after @p rows.
+struct BreakingProducer : support::FrameProducer {
+    BreakingProducer(const Frame& frame, std::size_t rows) : FrameProducer(frame), last(rows) {}
+    void produce(RowData& row) override {
+        if (produced.size() == last) {
+            throw Exception(nullptr, TAVO_STATUS_CAPACITY_EXCEEDED, "produce", "camera", 1, "dark");
+        }
+        FrameProducer::produce(row);
+    }
+    std::size_t last;
+};
+
+TEST(ScalerConvolutional, PassesOnWhatItsProducerThrows) {
+    BoxKernel kernel;
+    const Frame frame = support::randomFrame(FRAME_GRAY8, Size(8, 6), 1);
+    for (const Size size : {Size(4, 6), Size(8, 3), Size(4, 3)}) {
+        for (const std::size_t rows : {0u, 1u, 3u, 5u}) {
+            SCOPED_TRACE(testing::Message() << size.width << "x" << size.height << ", " << rows);
+            BreakingProducer producer(frame, rows);
+            ScalerConvolutional scaler;
+            std::string function = "produce";
+            const auto pass = [&] {
+                RowData row;
+                std::vector<unsigned char> bytes(8);
+                row.plane[0] = bytes.data();
+                scaler.reuse(kernel, producer, size, TAVO_SCALER_FIXED_POINT_16S);
+                scaler.produce(row);
+                for (function = "next"; scaler.next(); function = "next") {
+                    function = "produce";
+                    scaler.produce(row);
+                }
+            };
+            try {
+                pass();
+                ADD_FAILURE() << "nothing thrown";
+            } catch (const Exception& error) {
+                EXPECT_EQ(error.status, TAVO_STATUS_CAPACITY_EXCEEDED);
+                EXPECT_STREQ(error.what(), "dark");
+                EXPECT_EQ(error.function(), function);
+                EXPECT_STREQ(error.file(), FILE_NAME);
+            }
+        }
+    }
+}
+
 TEST(ScalerConvolutional, FailsToTheLetter) {
     BoxKernel kernel;
     ScalerConvolutional scaler;

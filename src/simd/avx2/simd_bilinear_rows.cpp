@@ -227,7 +227,7 @@ void halveGray(const float* __restrict upper,
                std::uint32_t width,
                float* __restrict dst) {
     const __m256 half = _mm256_set1_ps(0.5f);
-    const auto block = [=](std::uint32_t i) {
+    const auto block = [=](std::size_t i) {
         _mm256_storeu_ps(dst + i, mix(loadHalves(upper + 2 * i).mixed(half),
                                       loadHalves(lower + 2 * i).mixed(half), half));
     };

@@ -113,6 +113,17 @@ template <class From, class To, void (*CONVERT)(const From*, To*)>
     }
 }
 
+/// Replaces samples by what @p function makes of them.
+template <class Function>
+inline void replaceEach(float* data, std::uint32_t size, Function function) {
+#pragma GCC unroll 4
+    for (; size >= FLOATS; size -= FLOATS, data += FLOATS) {
+        _mm256_storeu_ps(data, function(_mm256_loadu_ps(data)));
+    }
+    const __m256i rest = firstElements(size);
+    _mm256_maskstore_ps(data, rest, function(_mm256_maskload_ps(data, rest)));
+}
+
 }  // namespace
 
 void Uint8ToFloat32(const std::uint8_t* src,
@@ -159,7 +170,8 @@ void Float32ToUint8(const float* src,
         prefetchAfter<A * sizeof(float)>(floats);
         prefetchAfter<A>(bytes);
         const __m256i front = _mm256_packs_epi32(byteOf(floats), byteOf(floats + A));
-        const __m256i back = _mm256_packs_epi32(byteOf(floats + 2 * A), byteOf(floats + 3 * A));
+        const __m256i back = _mm256_packs_epi32(byteOf(floats + std::size_t{2} * A),
+                                                byteOf(floats + std::size_t{3} * A));
         // In 32-bit elements: the low halves of the four vectors, then the high ones.
         const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
         store(bytes, _mm256_permutevar8x32_epi32(_mm256_packus_epi16(front, back), order));
@@ -169,12 +181,13 @@ void Float32ToUint8(const float* src,
 
 void AddValue(const float* value, float* data, std::uint32_t size) {
     const __m256 addend = _mm256_set1_ps(*value);
-#pragma GCC unroll 4
-    for (; size >= FLOATS; size -= FLOATS, data += FLOATS) {
-        _mm256_storeu_ps(data, _mm256_add_ps(_mm256_loadu_ps(data), addend));
-    }
-    const __m256i rest = firstElements(size);
-    _mm256_maskstore_ps(data, rest, _mm256_add_ps(_mm256_maskload_ps(data, rest), addend));
+    replaceEach(data, size, [=](__m256 v) { return _mm256_add_ps(v, addend); });
+}
+
+void MultiplyValue(const float* value, float* data, std::uint32_t size) {
+    const __m256 factor = _mm256_set1_ps(*value);
+    replaceEach(data, size,
+                [=](__m256 v) { return _mm256_fmadd_ps(factor, v, _mm256_setzero_ps()); });
 }
 
 void AddProduct(const float* __restrict src,

@@ -19,23 +19,43 @@ inline __m256i withinLanes(__m256i positions, int low, int high) {
     return _mm256_adds_epu8(_mm256_xor_si256(positions, first), _mm256_set1_epi8(0x70));
 }
 
-/// What stands at @p position of the @p WINDOW bytes from @p window on.
+/// Makes @p WINDOW positions of each 16, for each lane of the window apart. Where they lie, hence
+/// from the last on.
 template <std::size_t WINDOW>
-inline __m128i lookUp(const std::uint8_t* window, __m128i position) {
-    if constexpr (WINDOW == LANE) {
-        return _mm_shuffle_epi8(loadLane(window), position);
-    } else {
-        const __m256i positions = _mm256_broadcastsi128_si256(position);
-        __m256i bytes = _mm256_shuffle_epi8(load(window), withinLanes(positions, 0, 1));
-        if constexpr (WINDOW == 4 * LANE) {
-            bytes = _mm256_or_si256(
-                bytes, _mm256_shuffle_epi8(load(window + 2 * LANE), withinLanes(positions, 2, 3)));
+void spread(std::uint8_t* positions, std::uint32_t count) {
+    for (std::size_t i = count; i-- > 0;) {
+        const __m256i all = _mm256_broadcastsi128_si256(loadLane(positions + i * LANE));
+        for (std::size_t lane = 0; lane < WINDOW / LANE; lane += 2) {
+            store(positions + i * WINDOW + lane * LANE, withinLanes(all, int(lane), int(lane + 1)));
         }
+    }
+}
+
+/// What stands at 16 positions of a window, the low lane or the high lane of it. Zero elsewhere.
+/// @param spread as the function leaves them; of 16 bytes, the positions
+template <std::size_t WINDOW>
+inline __m256i lookUpLanes(const std::uint8_t* window, const std::uint8_t* spread) {
+    const __m256i bytes = _mm256_shuffle_epi8(load(window), load(spread));
+    if constexpr (WINDOW == VECTOR) {
+        return bytes;
+    } else {
+        static_assert(WINDOW == 2 * VECTOR, "there are no others");
+        return _mm256_or_si256(bytes,
+                               _mm256_shuffle_epi8(load(window + VECTOR), load(spread + VECTOR)));
+    }
+}
+
+template <std::size_t WINDOW>
+inline __m128i lookUpSpread(const std::uint8_t* window, const std::uint8_t* spread) {
+    if constexpr (WINDOW == LANE) {
+        return _mm_shuffle_epi8(loadLane(window), loadLane(spread));
+    } else {
+        const __m256i bytes = lookUpLanes<WINDOW>(window, spread);
         return _mm_or_si128(lowLane(bytes), highLane(bytes));
     }
 }
 
-/// The same for 32 positions.
+/// What stands at 32 positions of the @p WINDOW bytes from @p window on.
 template <std::size_t WINDOW>
 inline __m256i lookUp(const std::uint8_t* window, __m256i positions) {
     const __m256i first = _mm256_broadcastsi128_si256(loadLane(window));

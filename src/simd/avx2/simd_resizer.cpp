@@ -36,6 +36,23 @@ bool isCopied(std::uint32_t src, std::uint32_t dst) {
     return src % dst == 0 && src / dst % 2 == 1 && src <= FLOAT_LIMIT;
 }
 
+/// Whether areas of pixels lie within a source pixel, and are that. For these ratios the weights
+/// are free of rounding.
+bool isRepeated(std::uint32_t src, std::uint32_t dst) {
+    const std::uint32_t times = dst / src;
+    return dst % src == 0 && (times & (times - 1)) == 0 && dst <= FLOAT_LIMIT;
+}
+
+bool isArea(const ResizerParam& p) {
+    return isPlane(p) && p.channels >= 1 && p.channels <= MAX_CHANNELS &&
+           (isBytes(p, ResizerMethodArea) || isBytes(p, ResizerMethodAreaFast));
+}
+
+/// Whether sums of 2 x 2 pixels take the place of pixels.
+bool isFastArea(const ResizerParam& p) {
+    return isArea(p) && p.method == ResizerMethodAreaFast && halvesBoth(p);
+}
+
 Resizer* createNearest(const ResizerParam& p) {
     ResizerParam nearest = p;
     nearest.method = ResizerMethodNearest;
@@ -56,12 +73,13 @@ constexpr ResizerRule RULES[] = {
      create<ResizerShortBilinear>},
     {[](const ResizerParam& p) { return isPlane(p) && isBilinearFloat(p); },
      create<ResizerFloatBilinear>},
+    {isFastArea, create<ResizerByteArea2x2>},
     {[](const ResizerParam& p) {
-         return isPlane(p) && p.channels <= MAX_CHANNELS &&
-                (isBytes(p, ResizerMethodArea) ||
-                 (isBytes(p, ResizerMethodAreaFast) && !halvesBoth(p)));
+         return isArea(p) && isRepeated(p.srcWidth, p.dstWidth) &&
+                isRepeated(p.srcHeight, p.dstHeight);
      },
-     create<ResizerByteArea1x1>},
+     createNearest},
+    {isArea, create<ResizerByteArea1x1>},
 };
 
 }  // namespace

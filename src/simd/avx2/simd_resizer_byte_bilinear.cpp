@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "simd/avx2/simd_lookup.h"
 #include "simd/avx2/simd_vectors.h"
 #include "simd/simd_blocks.h"
 #include "simd/simd_gather_blocks.h"
@@ -27,8 +28,9 @@ namespace Avx2 {
 namespace {
 
 constexpr std::int32_t FRACTION = 16;
-constexpr int SHIFT = 8;             // of both weights
-constexpr std::size_t SUM_SIZE = 2;  // bytes
+constexpr int SHIFT = 8;                // of both weights
+constexpr std::size_t SUM_SIZE = 2;     // bytes
+constexpr std::uint32_t WIDE_GAIN = 4;  // elements of a block that take the time of a wide window
 
 struct RowWeights {
     __m256i upper;
@@ -109,6 +111,42 @@ inline void forBlockPairs(const GatherBlock* block,
     });
 }
 
+constexpr std::uint32_t WIDE_WINDOW = 64;
+
+/// The same for blocks of wide windows, one after the other. A lane is a row here. So much of the
+/// source is passed over that no machine foresees the next rows.
+/// @param ahead bytes from the two rows to the next two
+[[gnu::flatten]] void gatherBlendWide(const std::uint8_t* __restrict upper,
+                                      const std::uint8_t* __restrict lower,
+                                      std::int32_t lowerWeight,
+                                      std::ptrdiff_t ahead,
+                                      const GatherBlock* __restrict blocks,
+                                      const std::uint8_t* __restrict positions,
+                                      std::uint32_t count,
+                                      const std::uint8_t* __restrict pairs,
+                                      std::uint8_t* __restrict dst) {
+    const RowWeights weights(lowerWeight);
+    const __m256i rowWeights = lowThenHigh(weights.upper, weights.lower);
+    const __m128i half = _mm_set1_epi16(1 << (SHIFT - 1));
+    const std::uint32_t origin = blocks->dst;
+    for (const GatherBlock* block = blocks; block != blocks + count; ++block) {
+        const std::uint8_t* const first = upper + block->src;
+        const std::uint8_t* const second = lower + block->src;
+        __builtin_prefetch(first + ahead);
+        __builtin_prefetch(second + ahead);
+        const __m256i above = lookUpLanes<WIDE_WINDOW>(first, positions);
+        const __m256i below = lookUpLanes<WIDE_WINDOW>(second, positions);
+        const __m256i samples = _mm256_or_si256(lowLanes(above, below), highLanes(above, below));
+        const __m256i sums = _mm256_maddubs_epi16(
+            samples, _mm256_broadcastsi128_si256(loadLane(pairs + block->dst)));
+        const __m256i weighed = _mm256_mullo_epi16(sums, rowWeights);
+        const __m128i sum = _mm_add_epi16(lowLane(weighed), highLane(weighed));
+        const __m128i rounded = _mm_srli_epi16(_mm_add_epi16(sum, half), SHIFT);
+        _mm_storeu_si64(dst + (block->dst - origin) / SUM_SIZE, _mm_packus_epi16(rounded, rounded));
+        positions += WIDE_WINDOW;
+    }
+}
+
 /// @param size bytes of the destination row, at least a vector
 [[gnu::flatten]] void blendRows(const std::uint8_t* __restrict upper,
                                 const std::uint8_t* __restrict lower,
@@ -137,7 +175,7 @@ ResizerByteBilinear::~ResizerByteBilinear() = default;
 void ResizerByteBilinear::EstimateColumns() {
     const std::uint32_t size = param.dstWidth * param.channels;
     ix.Resize(param.dstWidth, param.alignment);
-    weights.Resize(2 * size, param.alignment);
+    weights.Resize(std::uint64_t{2} * size, param.alignment);
     estimateWeightPairs(param, ix.data, weights.data);
     ratio = findRatio(RatioForms, param, ix.data, weights.data);
 }
@@ -148,6 +186,18 @@ void ResizerByteBilinear::EstimateBlocks() {
     rows[0].Resize(SUM_SIZE * size, param.alignment);
     rows[1].Resize(SUM_SIZE * size, param.alignment);
     blockCount = estimateGatherBlocks(param, ix.data, blocks.data);
+    // Where the samples lie so far apart that a block has few of them, wide windows need more work
+    // for a block, but for fewer blocks.
+    const bool shrinks = param.srcHeight >= param.dstHeight;
+    if (shrinks && blockCount * WIDE_GAIN > size &&
+        param.srcWidth * param.channels >= WIDE_WINDOW) {
+        blockCount = estimateGatherBlocks(param, ix.data, blocks.data, WIDE_WINDOW);
+        positions.Resize(blockCount * WIDE_WINDOW, param.alignment);
+        for (std::uint32_t i = 0; i < blockCount; ++i) {
+            std::memcpy(positions.data + i * GATHER_PAIRS, blocks.data[i].shuffle, GATHER_PAIRS);
+        }
+        spread<WIDE_WINDOW>(positions.data, blockCount);
+    }
     insideCount = blockCount;
     while (blocks.data[insideCount - 1].dst + GATHER_PAIRS > SUM_SIZE * size) {
         --insideCount;
@@ -157,15 +207,24 @@ void ResizerByteBilinear::EstimateBlocks() {
 void ResizerByteBilinear::BlendBlocks(const std::uint8_t* upper,
                                       const std::uint8_t* lower,
                                       std::int32_t lowerWeight,
+                                      std::ptrdiff_t ahead,
                                       std::uint8_t* dst) const {
-    gatherBlend(upper, lower, lowerWeight, blocks.data, insideCount, weights.data, dst);
+    const auto blendBlocks = [&](std::uint32_t first, std::uint32_t count, std::uint8_t* to) {
+        const GatherBlock* const block = blocks.data + first;
+        if (positions.size != 0) {
+            gatherBlendWide(upper, lower, lowerWeight, ahead, block,
+                            positions.data + first * WIDE_WINDOW, count, weights.data, to);
+        } else {
+            gatherBlend(upper, lower, lowerWeight, block, count, weights.data, to);
+        }
+    };
+    blendBlocks(0, insideCount, dst);
     if (insideCount != blockCount) {
         // The last blocks would write beyond the row.
-        const GatherBlock* const last = blocks.data + (insideCount - 1);
-        const std::uint32_t begin = last->dst / SUM_SIZE;
+        const std::uint32_t last = insideCount - 1;
+        const std::size_t begin = blocks.data[last].dst / SUM_SIZE;
         std::uint8_t tail[VECTOR];
-        gatherBlend(upper, lower, lowerWeight, last, blockCount - insideCount + 1, weights.data,
-                    tail);
+        blendBlocks(last, blockCount - last, tail);
         std::memcpy(dst + begin, tail, param.dstWidth * param.channels - begin);
     }
 }
@@ -206,10 +265,13 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
                 pair.lower = rows[1].data;
             }
             if (shrinks) {
-                BlendBlocks(upper, lower, weight, dst);
+                const bool last = y + 1 == param.dstHeight;
+                const std::ptrdiff_t ahead = last ? 0 : (index[1] - *index) * RowStep(srcStride);
+                BlendBlocks(upper, lower, weight, ahead, dst);
             } else {
                 pair.moveTo(*index, interpolate);
-                blendRows(pair.upper, pair.lower, weight, param.dstWidth * param.channels, dst);
+                blendRows(pair.upper, pair.lower, weight,
+                          std::size_t{param.dstWidth} * param.channels, dst);
             }
         }
         dst += std::ptrdiff_t(count) * RowStep(dstStride);

@@ -16,10 +16,12 @@ namespace {
 template <std::size_t WINDOW>
 void gather(const std::uint8_t* __restrict src,
             const NearestBlock* __restrict block,
+            const std::uint8_t* __restrict position,
             std::uint32_t count,
             std::uint8_t* __restrict dst) {
     for (const NearestBlock* const end = block + count; block != end; ++block) {
-        storeLane(dst + block->dst, lookUp<WINDOW>(src + block->src, loadLane(block->position)));
+        storeLane(dst + block->dst, lookUpSpread<WINDOW>(src + block->src, position));
+        position += WINDOW;
     }
 }
 
@@ -47,8 +49,11 @@ void halve(const std::uint8_t* __restrict src, std::uint32_t width, std::uint8_t
 
 }  // namespace
 
-const NearestRows NearestVectors = {
-    {gather<16>, gather<32>, gather<64>}, {2, 3, 5}, {halve<1>, halve<2>, nullptr, halve<4>}, 32};
+const NearestRows NearestVectors = {{gather<16>, gather<32>, gather<64>},
+                                    {nullptr, spread<32>, spread<64>},
+                                    {2, 3, 4},
+                                    {halve<1>, halve<2>, nullptr, halve<4>},
+                                    32};
 
 }  // namespace Avx2
 }  // namespace Simd

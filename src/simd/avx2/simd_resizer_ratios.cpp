@@ -197,11 +197,6 @@ struct DoubleBlock {
     }
 };
 
-inline std::uint8_t edgeQuarters(std::uint8_t near, std::uint8_t far) {
-    return std::uint8_t((3 * near + far + 2) >> 2);
-}
-
-/// The first and the last column lie at the edge pixels.
 template <std::size_t CHANNELS>
 [[gnu::flatten]] void doubleRows(const std::uint8_t* src,
                                  std::ptrdiff_t srcStep,
@@ -210,14 +205,7 @@ template <std::size_t CHANNELS>
                                  std::uint32_t width) {
     const std::uint8_t* const lower = src + srcStep;
     std::uint8_t* const next = dst + dstStep;
-    const std::size_t fromLast = (width / 2 - 1) * CHANNELS;
-    const std::size_t toLast = (width - 1) * CHANNELS;
-    for (std::size_t c = 0; c < CHANNELS; ++c) {
-        dst[c] = edgeQuarters(src[c], lower[c]);
-        next[c] = edgeQuarters(lower[c], src[c]);
-        dst[toLast + c] = edgeQuarters(src[fromLast + c], lower[fromLast + c]);
-        next[toLast + c] = edgeQuarters(lower[fromLast + c], src[fromLast + c]);
-    }
+    doubleEdges<CHANNELS>(src, lower, dst, next, width);
     using Order = DoubleOrder<CHANNELS>;
     using Bytes = Source<Order::BYTES / 2>;
     using Results = Target<Order::BYTES>;

@@ -45,6 +45,7 @@ template <std::size_t PIXEL_SIZE>
 struct Tile {
     static constexpr std::uint32_t COLUMNS = LANE / PIXEL_SIZE;
     static constexpr std::uint32_t ROWS = 2 * COLUMNS;
+    static constexpr bool IS_PREFETCHED = true;
 
     static inline void move(Walk<PIXEL_SIZE> walk) {
         const std::uint8_t* lower = walk.src + std::ptrdiff_t(ROWS / 2) * walk.srcStep;
@@ -70,6 +71,7 @@ template <>
 struct Tile<3> {
     static constexpr std::uint32_t COLUMNS = 8;
     static constexpr std::uint32_t ROWS = 8;
+    static constexpr bool IS_PREFETCHED = true;
 
     static inline void move(Walk<3> walk) {
         __m256i upper[4];

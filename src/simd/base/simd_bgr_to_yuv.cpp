@@ -46,7 +46,7 @@ struct Sums {
 /// Y of COUNT pixels of a row, which are added to @p sums.
 template <int COUNT>
 inline void storeLuma(const std::uint8_t* bgr, std::uint8_t* y, Sums& sums) {
-    for (int i = 0; i < COUNT; ++i) {
+    for (std::ptrdiff_t i = 0; i < COUNT; ++i) {
         const int b = bgr[3 * i];
         const int g = bgr[3 * i + 1];
         const int r = bgr[3 * i + 2];
@@ -102,7 +102,7 @@ void convert(const std::uint8_t* bgr,
              RowStep uStride,
              std::uint8_t* v,
              RowStep vStride) {
-    const std::ptrdiff_t samples = std::ptrdiff_t(width / ACROSS);
+    const auto samples = std::ptrdiff_t(width / ACROSS);
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
         convertRows<ACROSS, DOWN>(bgr, DOWN == 2 ? bgr + bgrStride : nullptr, samples, y,
                                   DOWN == 2 ? y + yStride : nullptr, u, v);

@@ -83,7 +83,7 @@ inline std::int32_t raiseFrom(std::int32_t limit, std::int32_t floor, std::int32
 }
 
 inline std::uint32_t singleOfHalf(std::uint32_t half) {
-    const std::int32_t h = half & 0x7FFF;
+    const auto h = std::int32_t(half & 0x7FFF);
     const std::int32_t subnormal = bitsOf(float(h) * 0x1p-24f);
     const std::int32_t rebased = h + REBASE + (h >= HALF_INFINITY ? REBASE : 0);
     const std::int32_t bits = selectIfLess(h, HALF_NORMAL, subnormal, rebased << MANTISSA_SHIFT);
@@ -92,7 +92,7 @@ inline std::uint32_t singleOfHalf(std::uint32_t half) {
 
 /// Cuts low bits, without rounding.
 inline std::uint32_t halfOfSingle(std::uint32_t single) {
-    std::int32_t a = single & 0x7FFFFFFF;
+    auto a = std::int32_t(single & 0x7FFFFFFF);
     // What is not small would leave the range of the conversion, so zero takes its place there.
     const std::int32_t small = selectIfLess(a, SINGLE_HALF_NORMAL, a, 0);
     a += std::int32_t(floatOf(small) * 0x1p37f) - small;
@@ -150,6 +150,15 @@ void AddValue(const float* value, float* __restrict data, std::uint32_t size) {
     for (std::size_t i = 0; i < size; ++i) {
         data[i] += addend;
     }
+}
+
+void MultiplyValue(const float* value, float* __restrict data, std::uint32_t size) {
+    const float factor = *value;
+    runWide([=] {
+        for (std::size_t i = 0; i < size; ++i) {
+            data[i] = std::fmaf(factor, data[i], 0.0f);
+        }
+    });
 }
 
 void AddProduct(const float* __restrict src,

@@ -13,6 +13,11 @@ template class Array<std::uint32_t>;
 template class Array<std::uint8_t>;
 template class Array<float>;
 template class Array<GatherBlock>;
+template class Table<std::int32_t>;
+template class Table<std::uint32_t>;
+template class Table<std::uint8_t>;
+template class Table<float>;
+template class Table<GatherBlock>;
 
 Resizer::Resizer(const ResizerParam& parameters) : param(parameters) {}
 

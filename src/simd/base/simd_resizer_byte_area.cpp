@@ -43,7 +43,7 @@ void estimateEdges(std::uint32_t src,
     const float scale = float(src) / float(dst);
     for (std::uint32_t i = 0; i <= dst; ++i) {
         const float edge = float(i) * scale;
-        const std::uint32_t cell = std::uint32_t(edge);
+        const auto cell = std::uint32_t(edge);
         const bool isEnd = cell == src;
         const float share = (1.0f - (edge - float(cell))) * float(range) / scale;
         weight[i] = isEnd ? 0 : std::int32_t(share);
@@ -135,11 +135,11 @@ void sumColumns(const std::int32_t* __restrict sums,
                 const std::int32_t* __restrict weight,
                 std::size_t width,
                 std::uint8_t* __restrict dst) {
-    const std::uint32_t full = std::uint32_t(weight[0]);
+    const auto full = std::uint32_t(weight[0]);
     for (std::size_t x = 0; x < width; ++x) {
         const std::size_t end = std::size_t(edge[x + 1] - edge[x]) * CHANNELS;
         for (std::size_t c = 0; c < CHANNELS; ++c) {
-            std::uint32_t last = std::uint32_t(sums[c]);
+            auto last = std::uint32_t(sums[c]);
             std::uint32_t total = last * std::uint32_t(weight[x]);
             for (std::size_t k = CHANNELS; k <= end; k += CHANNELS) {
                 last = std::uint32_t(sums[k + c]);

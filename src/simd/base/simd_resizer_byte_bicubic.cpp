@@ -46,7 +46,7 @@ void estimate(std::uint32_t src,
     const std::int32_t last = std::int32_t(src) - 1;
     for (std::uint32_t i = 0; i < dst; ++i, weights += TAPS) {
         const float x = std::fmaf(float(i) + 0.5f, scale, -0.5f);
-        const std::int32_t floor = std::int32_t(std::floor(x));
+        const auto floor = std::int32_t(std::floor(x));
         const std::int32_t tap = floor < 0 ? 0 : floor;
         // All weight falls on the third tap where that is the last sample.
         const bool inside = tap < last;
@@ -141,7 +141,7 @@ using Places = std::uint32_t[TAPS];
 /// Keeps a ring of summed rows. Calls @p sum(row, place) once for each row that is needed, and then
 /// @p blend(y, places) for each destination row.
 template <class Sum, class Blend>
-inline void walkRows(const Array<std::int32_t>& taps, Sum sum, Blend blend) {
+inline void walkRows(const Table<std::int32_t>& taps, Sum sum, Blend blend) {
     const auto place = [](std::int32_t row) { return std::uint32_t(row) % TAPS; };
     std::int32_t next = taps.data[0] - 1;
     for (std::uint32_t y = 0; y < taps.size; ++y) {
@@ -195,9 +195,9 @@ void ResizerByteBicubic::Run(const std::uint8_t* src,
 void ResizerByteBicubic::EstimateTaps() {
     const std::uint32_t alignment = param.alignment;
     iy.Resize(param.dstHeight, alignment);
-    ay.Resize(param.dstHeight * TAPS, alignment);
+    ay.Resize(std::uint64_t{param.dstHeight} * TAPS, alignment);
     ix.Resize(param.dstWidth, alignment);
-    ax.Resize(param.dstWidth * TAPS, alignment);
+    ax.Resize(std::uint64_t{param.dstWidth} * TAPS, alignment);
     estimate(param.srcHeight, param.dstHeight, 1, iy.data, ay.data);
     estimate(param.srcWidth, param.dstWidth, param.channels, ix.data, ax.data);
 
@@ -310,7 +310,7 @@ void ResizerByteBicubic::SumThroughRing(const std::uint8_t* src,
                                         std::uint8_t* dst,
                                         std::uint32_t dstStride) {
     const std::uint32_t size = param.dstWidth * CHANNELS;
-    for (Array<std::int32_t>& row : bx) {
+    for (Table<std::int32_t>& row : bx) {
         row.Resize(size, param.alignment);
     }
     const auto sumRow = [&](std::int32_t row, std::uint32_t place) {
@@ -318,7 +318,7 @@ void ResizerByteBicubic::SumThroughRing(const std::uint8_t* src,
         std::int32_t* const to = bx[place].data;
         const auto visit = [&](std::uint32_t x, std::int32_t first, std::int32_t fourth) {
             sumColumn<CHANNELS>(line + ix.data[x], Weights(ax.data, x), first, fourth, 0,
-                                to + x * CHANNELS);
+                                to + std::size_t{x} * CHANNELS);
         };
         forEachColumn<CHANNELS>(xn, xt, param.dstWidth, visit);
     };
@@ -335,7 +335,7 @@ void ResizerByteBicubic::SumInVectors(const std::uint8_t* src,
                                       std::uint8_t* dst,
                                       std::uint32_t dstStride) {
     const std::uint32_t size = param.dstWidth * CHANNELS;
-    for (Array<std::int16_t>& row : sums) {
+    for (Table<std::int16_t>& row : sums) {
         row.Resize(size + BICUBIC_BLOCK, param.alignment);
     }
     const auto sumRow = [&](std::int32_t row, std::uint32_t place) {
@@ -343,7 +343,7 @@ void ResizerByteBicubic::SumInVectors(const std::uint8_t* src,
         std::int16_t* const to = sums[place].data;
         const auto visit = [&](std::uint32_t x, std::int32_t first, std::int32_t fourth) {
             sumColumn<CHANNELS>(line + ix.data[x], Weights(ax.data, x), first, fourth,
-                                BICUBIC_OFFSET, to + x * CHANNELS);
+                                BICUBIC_OFFSET, to + std::size_t{x} * CHANNELS);
         };
         // The last block may write beyond its columns.
         sumBlocks(line, CHANNELS, blocks.data, blockCount, to);
@@ -352,7 +352,7 @@ void ResizerByteBicubic::SumInVectors(const std::uint8_t* src,
     walkRows(iy, sumRow, [&](std::uint32_t y, const Places& places) {
         blendSums({sums[places[0]].data, sums[places[1]].data, sums[places[2]].data,
                    sums[places[3]].data},
-                  ay.data + y * TAPS, size, dst);
+                  ay.data + std::size_t{y} * TAPS, size, dst);
         dst += RowStep(dstStride);
     });
 }

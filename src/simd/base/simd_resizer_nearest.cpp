@@ -29,7 +29,7 @@ void estimateCentred(std::uint32_t src,
     const std::int32_t last = std::int32_t(src) - 1;
     const float scale = float(src) / float(dst);
     for (std::int32_t i = 0; i < std::int32_t(dst); ++i) {
-        const std::int32_t nearest = std::int32_t((float(i) + 0.5f) * scale);
+        const auto nearest = std::int32_t((float(i) + 0.5f) * scale);
         index[i] = std::uint32_t(nearest < last ? nearest : last) * step;
     }
 }
@@ -159,6 +159,7 @@ bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
     const std::uint32_t size = param.dstWidth * pixelSize;
     const std::uint32_t lastWindow = param.srcWidth * pixelSize - window;
     NearestBlock* block = nullptr;
+    std::uint8_t* position = nullptr;
     std::uint32_t to = 0;
     for (doneInVectors = 0; doneInVectors < param.dstWidth; ++doneInVectors) {
         const std::uint32_t pixel = ix.data[doneInVectors];
@@ -175,9 +176,10 @@ bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
                 // From a pixel's first byte on, to which a repeated pixel comes back.
                 block->src = pixel < lastWindow ? pixel : lastWindow;
                 block->dst = to;
-                std::memset(block->position, NOWHERE, NEAREST_BLOCK);
+                position = positions.data + std::size_t(blockCount - 1) * NEAREST_BLOCK;
+                std::memset(position, NOWHERE, NEAREST_BLOCK);
             }
-            block->position[to - block->dst] = std::uint8_t(pixel + i - block->src);
+            position[to - block->dst] = std::uint8_t(pixel + i - block->src);
         }
     }
     return true;
@@ -212,13 +214,19 @@ void ResizerNearest::ChooseRows() {
     }
     if (least < 1.0f) {
         blocks.Resize(param.dstWidth / rows->cost[best], param.alignment);
-        if (CutIntoBlocks(NearestRows::WINDOW[best])) {
+        const std::uint32_t window = NearestRows::WINDOW[best];
+        positions.Resize(std::uint64_t(blocks.size) * window, param.alignment);
+        if (CutIntoBlocks(window)) {
             gather = rows->gather[best];
+            if (rows->spread[best] != nullptr) {
+                rows->spread[best](positions.data, blockCount);
+            }
             return;
         }
     }
     blockCount = doneInVectors = 0;
     blocks.Resize(0);
+    positions.Resize(0);
 }
 
 void ResizerNearest::Run(const std::uint8_t* src,
@@ -245,7 +253,7 @@ void ResizerNearest::Run(const std::uint8_t* src,
             halve(row, width, dst);
         } else {
             if (blockCount != 0) {
-                gather(row, blocks.data, blockCount, dst);
+                gather(row, blocks.data, positions.data, blockCount, dst);
             }
             copy(row, pixels, dst);
         }

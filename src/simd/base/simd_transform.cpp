@@ -60,7 +60,7 @@ const TransformTable& tableOf(std::index_sequence<INDEX...>) {
 }  // namespace
 
 const TransformTable& Transforms() {
-    return tableOf(std::make_index_sequence<4 * TRANSFORM_MODES>());
+    return tableOf(std::make_index_sequence<std::size_t{4} * TRANSFORM_MODES>());
 }
 
 void ImageTransform(const std::uint8_t* src,

@@ -97,17 +97,17 @@ WarpAffine* WarpAffineInit(std::uint32_t srcW,
     }
     WarpAffineParam param = {flags, {}, {}, {}, srcW, srcH, srcS, dstW, dstH, dstS, channels, 1};
     std::memcpy(param.mat, mat, sizeof(param.mat));
-    if (border && !(flags & (WarpAffineBorderTransparent | WarpAffineChannelBit))) {
+    if (border && (flags & (WarpAffineBorderTransparent | WarpAffineChannelBit)) == 0) {
         std::memcpy(param.border, border, channels);
     }
     invert(param.mat, param.inv);
     if (param.inv[0] == 0 && param.inv[1] == 0 && param.inv[3] == 0 && param.inv[4] == 0) {
         return nullptr;
     }
-    if (!(flags & WarpAffineInterpBilinear)) {
+    if ((flags & WarpAffineInterpBilinear) == 0) {
         return new WarpAffineNearest(param);
     }
-    return flags & WarpAffineChannelBit ? nullptr : new WarpAffineByteBilinear(param);
+    return (flags & WarpAffineChannelBit) != 0 ? nullptr : new WarpAffineByteBilinear(param);
 }
 
 // ---- Nearest ------------------------------------------------------------------------------------
@@ -135,7 +135,7 @@ void WarpAffineNearest::Prepare() {
     beg.Resize(param.dstH);
     end.Resize(param.dstH);
     stride = (alignUp(param.dstW, param.align) + param.align) * 4;
-    buffer.Resize(threads * stride);
+    buffer.Resize(std::uint64_t(threads) * stride);
     SetRange(ToDestination(0, 0, float(param.srcW - 1), float(param.srcH - 1)));
 }
 
@@ -192,7 +192,7 @@ void WarpAffineByteBilinear::Run(const std::uint8_t* src, std::uint8_t* dst) {
 }
 
 void WarpAffineByteBilinear::Prepare() {
-    range.Resize(4 * param.dstH);
+    range.Resize(std::uint64_t(4) * param.dstH);
     beg = range.data;
     end = beg + param.dstH;
     lo = end + param.dstH;
@@ -200,7 +200,7 @@ void WarpAffineByteBilinear::Prepare() {
     const std::uint32_t columnSize = param.channels == 3 ? 26 : 4 * param.channels + 10;
     stride = std::max(columnSize * (alignUp(param.dstW, param.align) + param.align),
                       std::uint32_t(2 * sizeof(float)) * param.dstH);
-    buffer.Resize(threads * stride);
+    buffer.Resize(std::uint64_t{threads} * stride);
 
     // Up to almost a pixel outside there is a sample inside.
     constexpr float OUTER = -0.9999f;

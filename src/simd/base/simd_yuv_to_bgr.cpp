@@ -95,7 +95,7 @@ void convert(const std::uint8_t* y,
              std::uint32_t height,
              std::uint8_t* dst,
              RowStep dstStride) {
-    const std::ptrdiff_t samples = std::ptrdiff_t(width / ACROSS);
+    const auto samples = std::ptrdiff_t(width / ACROSS);
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
         convertRows<Arithmetic, BLUE, ACROSS, DOWN, STEP>(y, DOWN == 2 ? y + yStride : nullptr, u,
                                                           v, samples, dst,

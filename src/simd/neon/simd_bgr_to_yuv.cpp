@@ -19,6 +19,7 @@
 
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
+#include "simd/neon/simd_walk.h"
 #include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
 #include "simd/simd_row_step.h"
@@ -137,41 +138,6 @@ inline void convertPairs(const std::uint8_t*& bgr,
     scheduleInOrder();
 }
 
-/// DOWN rows that give one row of chroma; @p columns is at least a block.
-template <int DOWN>
-inline void convertRows(const std::uint8_t* bgr,
-                        std::ptrdiff_t bgrStride,
-                        std::size_t columns,
-                        std::uint8_t* y,
-                        std::ptrdiff_t yStride,
-                        std::uint8_t* u,
-                        std::uint8_t* v) {
-    const std::uint8_t* nextBgr = bgr + bgrStride;
-    std::uint8_t* nextY = y + yStride;
-    for (std::size_t blocks = columns / PAIRS_BLOCK; blocks != 0; --blocks) {
-        __builtin_prefetch(bgr + PREFETCH_DISTANCE);
-        advance(bgr, 0);
-        if constexpr (DOWN == 2) {
-            __builtin_prefetch(nextBgr + PREFETCH_DISTANCE);
-            advance(nextBgr, 0);
-        }
-        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
-        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
-    }
-    // What remains is narrower than a block, so the last block overlaps the one before.
-    if (const std::size_t rest = columns % PAIRS_BLOCK) {
-        const std::size_t back = PAIRS_BLOCK - rest;
-        bgr -= 3 * back;
-        nextBgr -= 3 * back;
-        y -= back;
-        nextY -= back;
-        u -= back / 2;
-        v -= back / 2;
-        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
-        convertPairs<DOWN>(bgr, nextBgr, y, nextY, u, v);
-    }
-}
-
 /// A chroma sample is made of two columns of DOWN rows.
 template <int DOWN>
 void convertSubsampled(const std::uint8_t* bgr,
@@ -184,47 +150,23 @@ void convertSubsampled(const std::uint8_t* bgr,
                        RowStep uStride,
                        std::uint8_t* v,
                        RowStep vStride) {
-    for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
-        convertRows<DOWN>(bgr, bgrStride, width / 2 * 2, y, yStride, u, v);
-        bgr += DOWN * bgrStride;
-        y += DOWN * yStride;
-        u += uStride;
-        v += vStride;
-    }
-}
-
-/// 16 pixels, each with a chroma sample of its own.
-inline void convertBlock444(const std::uint8_t*& bgr,
-                            std::uint8_t*& y,
-                            std::uint8_t*& u,
-                            std::uint8_t*& v) {
-    uint8x16x3_t row = takePixels(bgr);
-    put(y, lumaOf(row));
-    scheduleInOrder();
-    Chroma left =
-        chromaOf(vget_low_u8(row.val[0]), vget_low_u8(row.val[1]), vget_low_u8(row.val[2]));
-    scheduleInOrder();
-    Chroma right =
-        chromaOf(vget_high_u8(row.val[0]), vget_high_u8(row.val[1]), vget_high_u8(row.val[2]));
-    put(u, join<uint8x16_t>(left.u, right.u));
-    put(v, join<uint8x16_t>(left.v, right.v));
-}
-
-inline void convertRow444(
-    const std::uint8_t* bgr, std::size_t width, std::uint8_t* y, std::uint8_t* u, std::uint8_t* v) {
-    for (std::size_t blocks = width / A; blocks != 0; --blocks) {
-        __builtin_prefetch(bgr + PREFETCH_DISTANCE);
-        advance(bgr, 0);
-        convertBlock444(bgr, y, u, v);
-    }
-    if (const std::size_t rest = width % A) {
-        const std::size_t back = A - rest;
-        bgr -= 3 * back;
-        y -= back;
-        u -= back;
-        v -= back;
-        convertBlock444(bgr, y, u, v);
-    }
+    const auto kernel = [](const std::uint8_t*& blockBgr, const std::uint8_t*& nextBgr,
+                           std::uint8_t*& blockY, std::uint8_t*& nextY, std::uint8_t*& blockU,
+                           std::uint8_t*& blockV) {
+        prefetch(blockBgr);
+        if constexpr (DOWN == 2) {
+            prefetch(nextBgr);
+        }
+        convertPairs<DOWN>(blockBgr, nextBgr, blockY, nextY, blockU, blockV);
+        convertPairs<DOWN>(blockBgr, nextBgr, blockY, nextY, blockU, blockV);
+    };
+    using BgrRows = Source<3 * PAIRS_BLOCK>;
+    using YRows = Target<PAIRS_BLOCK>;
+    using ChromaRow = Target<PAIRS_BLOCK / 2>;
+    walk<PAIRS_BLOCK>(width / 2 * 2, height / DOWN, kernel, BgrRows{bgr, DOWN * bgrStride},
+                      BgrRows{bgr + bgrStride, DOWN * bgrStride}, YRows{y, DOWN * yStride},
+                      YRows{y + yStride, DOWN * yStride}, ChromaRow{u, uStride},
+                      ChromaRow{v, vStride});
 }
 
 }  // namespace
@@ -265,13 +207,22 @@ void BgrToYuv444p(const std::uint8_t* bgr,
                   std::uint32_t uStride,
                   std::uint8_t* v,
                   std::uint32_t vStride) {
-    for (; height != 0; --height) {
-        convertRow444(bgr, width, y, u, v);
-        bgr += RowStep(bgrStride);
-        y += RowStep(yStride);
-        u += RowStep(uStride);
-        v += RowStep(vStride);
-    }
+    const auto kernel = [](const std::uint8_t*& blockBgr, std::uint8_t*& blockY,
+                           std::uint8_t*& blockU, std::uint8_t*& blockV) {
+        prefetch(blockBgr);
+        uint8x16x3_t row = takePixels(blockBgr);
+        put(blockY, lumaOf(row));
+        scheduleInOrder();
+        Chroma left =
+            chromaOf(vget_low_u8(row.val[0]), vget_low_u8(row.val[1]), vget_low_u8(row.val[2]));
+        scheduleInOrder();
+        Chroma right =
+            chromaOf(vget_high_u8(row.val[0]), vget_high_u8(row.val[1]), vget_high_u8(row.val[2]));
+        put(blockU, join<uint8x16_t>(left.u, right.u));
+        put(blockV, join<uint8x16_t>(left.v, right.v));
+    };
+    walk<A>(width, height, kernel, Source<3 * A>{bgr, bgrStride}, Target<A>{y, yStride},
+            Target<A>{u, uStride}, Target<A>{v, vStride});
 }
 
 }  // namespace Neon

@@ -159,7 +159,7 @@ void sample(const T* __restrict upper,
 inline void finishHalves(
     const float* upper, const float* lower, std::uint32_t step, std::uint32_t size, float* dst) {
     for (std::uint32_t i = wholeVectors(size); i < size; ++i) {
-        const std::int32_t index = std::int32_t(2 * (i - i % step) + i % step);
+        const auto index = std::int32_t(2 * (i - i % step) + i % step);
         const float weight = 0.5f;
         FusedRows<float>().sample(upper, lower, step, &index, &weight, weight, 1, dst + i);
     }
@@ -215,8 +215,10 @@ inline void halveBgrVector(const float* upper, const float* lower, float* dst) {
     const float32x4x3_t above = meansOfPixelPairs(upper);
     scheduleInOrder();
     const float32x4x3_t below = meansOfPixelPairs(lower);
-    vst3q_f32(dst, {{mean(above.val[0], below.val[0]), mean(above.val[1], below.val[1]),
-                     mean(above.val[2], below.val[2])}});
+    const float32x4x3_t means = {{mean(above.val[0], below.val[0]),
+                                  mean(above.val[1], below.val[1]),
+                                  mean(above.val[2], below.val[2])}};
+    vst3q_f32(dst, means);
 }
 
 void halveBgr(const float* __restrict upper,

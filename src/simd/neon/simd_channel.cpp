@@ -18,8 +18,8 @@
 
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
+#include "simd/neon/simd_walk.h"
 #include "simd/simd_kernels.h"
-#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Neon {
@@ -28,24 +28,18 @@ namespace {
 constexpr std::uint32_t BLOCK = A;         // pixels
 constexpr std::uint32_t TURN = 4 * BLOCK;  // of the unrolled loop
 
-/// An image that is walked through, row by row and block by block; `Byte` is const when it is only
-/// read.
-template <std::size_t PIXEL_BYTES, class Byte>
-struct Image {
-    Byte* position;
-    RowStep stride;
-};
-
-template <std::size_t PIXEL_BYTES>
-using Source = Image<PIXEL_BYTES, const std::uint8_t>;
-template <std::size_t PIXEL_BYTES>
-using Target = Image<PIXEL_BYTES, std::uint8_t>;
+using PlaneSource = Source<BLOCK>;
+using PlaneTarget = Target<BLOCK>;
+using UvSource = Source<2 * BLOCK>;
+using UvTarget = Target<2 * BLOCK>;
+using BgrSource = Source<3 * BLOCK>;
+using BgrTarget = Target<3 * BLOCK>;
 
 // Only along interleaved data: a turn of a plane is so short that asking for every one costs more
 // than it brings.
-template <std::size_t PIXEL_BYTES, class Byte>
-inline void prefetch(Image<PIXEL_BYTES, Byte>& image) {
-    if constexpr (std::is_const_v<Byte> && PIXEL_BYTES > 1) {
+template <std::size_t BLOCK_BYTES, class Byte>
+inline void prefetchTurn(Image<BLOCK_BYTES, Byte>& image) {
+    if constexpr (std::is_const_v<Byte> && BLOCK_BYTES > BLOCK) {
         __builtin_prefetch(image.position + PREFETCH_DISTANCE);
     }
     advance(image.position, 0);
@@ -55,38 +49,31 @@ inline void prefetch(Image<PIXEL_BYTES, Byte>& image) {
 template <int VECTORS>
 using Count = std::integral_constant<int, VECTORS>;
 
-template <class Kernel, std::size_t... PIXEL_BYTES, class... Byte>
-inline void processRow(std::size_t width, Kernel kernel, Image<PIXEL_BYTES, Byte>... image) {
+template <class Kernel, class... Image>
+inline void walkTurns(std::size_t width, Kernel kernel, Image... image) {
     for (std::size_t turns = width / TURN; turns != 0; --turns) {
-        (prefetch(image), ...);
+        (prefetchTurn(image), ...);
         kernel(Count<2>(), image.position...);
         kernel(Count<2>(), image.position...);
     }
-#pragma GCC unroll 1
-    for (std::size_t blocks = width % TURN / BLOCK; blocks != 0; --blocks) {
-        kernel(Count<1>(), image.position...);
-    }
-    // What remains is narrower than a block, so the last block overlaps the one before.
-    if (const std::size_t rest = width % BLOCK) {
-        ((image.position -= PIXEL_BYTES * (BLOCK - rest)), ...);
-        kernel(Count<1>(), image.position...);
-    }
+    const auto single = [=](auto&... position) { kernel(Count<1>(), position...); };
+    walkRow<BLOCK>(width % TURN, single, image...);
 }
 
-/// Runs @p kernel on blocks of 16 pixels of all images, which are at least one block wide. The
-/// kernel moves the positions on.
-template <class Kernel, std::size_t... PIXEL_BYTES, class... Byte>
-inline void process(std::size_t width,
-                    std::size_t height,
-                    Kernel kernel,
-                    Image<PIXEL_BYTES, Byte>... image) {
-    if (((image.stride == std::ptrdiff_t(PIXEL_BYTES * width)) && ...)) {
+/// Runs @p kernel on vectors of 16 pixels of all images, which are at least one vector wide.
+/// @param kernel takes the Count of vectors and references to the positions
+template <class Kernel, std::size_t... BLOCK_BYTES, class... Byte>
+inline void walkPixels(std::size_t width,
+                       std::size_t height,
+                       Kernel kernel,
+                       Image<BLOCK_BYTES, Byte>... image) {
+    if (((image.stride == std::ptrdiff_t(BLOCK_BYTES / BLOCK * width)) && ...)) {
         // Rows without padding are one long row.
         width *= height;
         height = std::size_t(width != 0);
     }
     for (; height != 0; --height) {
-        processRow(width, kernel, image...);
+        walkTurns(width, kernel, image...);
         ((image.position += image.stride), ...);
     }
 }
@@ -137,7 +124,7 @@ void BgrToGray(const std::uint8_t* bgr,
         }
         scheduleInOrder();
     };
-    process(width, height, kernel, Source<3>{bgr, bgrStride}, Target<1>{gray, grayStride});
+    walkPixels(width, height, kernel, BgrSource{bgr, bgrStride}, PlaneTarget{gray, grayStride});
 }
 
 void GrayToBgr(const std::uint8_t* gray,
@@ -149,10 +136,10 @@ void GrayToBgr(const std::uint8_t* gray,
     const auto kernel = [](auto count, const std::uint8_t*& src, std::uint8_t*& dst) {
         for (int i = 0; i < count; ++i) {
             const uint8x16_t value = take(src);
-            putPixels(dst, {{value, value, value}});
+            putPixels(dst, uint8x16x3_t{{value, value, value}});
         }
     };
-    process(width, height, kernel, Source<1>{gray, grayStride}, Target<3>{bgr, bgrStride});
+    walkPixels(width, height, kernel, PlaneSource{gray, grayStride}, BgrTarget{bgr, bgrStride});
 }
 
 void BgrToRgb(const std::uint8_t* src,
@@ -164,10 +151,10 @@ void BgrToRgb(const std::uint8_t* src,
     const auto kernel = [](auto count, const std::uint8_t*& bgr, std::uint8_t*& rgb) {
         for (int i = 0; i < count; ++i) {
             const uint8x16x3_t pixels = takePixels(bgr);
-            putPixels(rgb, {{pixels.val[2], pixels.val[1], pixels.val[0]}});
+            putPixels(rgb, uint8x16x3_t{{pixels.val[2], pixels.val[1], pixels.val[0]}});
         }
     };
-    process(width, height, kernel, Source<3>{src, srcStride}, Target<3>{dst, dstStride});
+    walkPixels(width, height, kernel, BgrSource{src, srcStride}, BgrTarget{dst, dstStride});
 }
 
 void DeinterleaveBgr(const std::uint8_t* bgr,
@@ -192,8 +179,8 @@ void DeinterleaveBgr(const std::uint8_t* bgr,
             put(dst2, v.val[2]);
         }
     };
-    process(width, height, kernel, Source<3>{bgr, bgrStride}, Target<1>{b, bStride},
-            Target<1>{g, gStride}, Target<1>{r, rStride});
+    walkPixels(width, height, kernel, BgrSource{bgr, bgrStride}, PlaneTarget{b, bStride},
+               PlaneTarget{g, gStride}, PlaneTarget{r, rStride});
 }
 
 void InterleaveBgr(const std::uint8_t* b,
@@ -216,8 +203,8 @@ void InterleaveBgr(const std::uint8_t* b,
             advance(src2, BLOCK);
         }
     };
-    process(width, height, kernel, Source<1>{b, bStride}, Source<1>{g, gStride},
-            Source<1>{r, rStride}, Target<3>{bgr, bgrStride});
+    walkPixels(width, height, kernel, PlaneSource{b, bStride}, PlaneSource{g, gStride},
+               PlaneSource{r, rStride}, BgrTarget{bgr, bgrStride});
 }
 
 void DeinterleaveUv(const std::uint8_t* uv,
@@ -239,8 +226,8 @@ void DeinterleaveUv(const std::uint8_t* uv,
             put(dst1, pair.val[1]);
         }
     };
-    process(width, height, kernel, Source<2>{uv, uvStride}, Target<1>{u, uStride},
-            Target<1>{v, vStride});
+    walkPixels(width, height, kernel, UvSource{uv, uvStride}, PlaneTarget{u, uStride},
+               PlaneTarget{v, vStride});
 }
 
 void InterleaveUv(const std::uint8_t* u,
@@ -260,8 +247,8 @@ void InterleaveUv(const std::uint8_t* u,
             advance(src1, BLOCK);
         }
     };
-    process(width, height, kernel, Source<1>{u, uStride}, Source<1>{v, vStride},
-            Target<2>{uv, uvStride});
+    walkPixels(width, height, kernel, PlaneSource{u, uStride}, PlaneSource{v, vStride},
+               UvTarget{uv, uvStride});
 }
 
 }  // namespace Neon

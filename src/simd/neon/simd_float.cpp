@@ -41,6 +41,24 @@ inline void convert(const From* src, std::uint32_t size, To* dst, Kernel kernel)
     }
 }
 
+/// Replaces whole vectors by what @p function makes of them.
+/// @return address behind them
+template <class Function>
+inline float* replaceVectors(float* data, std::uint32_t size, Function function) {
+    const float* src = data;
+    for (; size >= TURN; size -= TURN) {
+        __builtin_prefetch(data + PREFETCH_DISTANCE);
+        for (std::uint32_t i = 0; i < TURN; i += 2 * VECTOR) {
+            const float32x4x2_t v = take(src);
+            put(data, float32x4x2_t{{function(v.val[0]), function(v.val[1])}});
+        }
+    }
+    for (; size >= VECTOR; size -= VECTOR, data += VECTOR) {
+        vst1q_f32(data, function(vld1q_f32(data)));
+    }
+    return data;
+}
+
 // Patterns without sign and one bit up: of half precision, and of single precision's upper half.
 constexpr std::uint16_t HALF_INFINITY = 0x7C00 * 2;
 constexpr std::uint16_t SINGLE_HALF_NORMAL = 0x3880 * 2;
@@ -188,19 +206,20 @@ void Float32ToUint8(const float* src,
 void AddValue(const float* value, float* data, std::uint32_t size) {
     const float addend = *value;
     const float32x4_t addends = vdupq_n_f32(addend);
-    const float* src = data;
-    for (; size >= TURN; size -= TURN) {
-        __builtin_prefetch(data + PREFETCH_DISTANCE);
-        for (std::uint32_t i = 0; i < TURN; i += 2 * VECTOR) {
-            const float32x4x2_t v = take(src);
-            put(data, float32x4x2_t{{vaddq_f32(v.val[0], addends), vaddq_f32(v.val[1], addends)}});
-        }
-    }
-    for (; size >= VECTOR; size -= VECTOR, data += VECTOR) {
-        vst1q_f32(data, vaddq_f32(vld1q_f32(data), addends));
-    }
-    for (; size != 0; --size, ++data) {
+    data = replaceVectors(data, size, [=](float32x4_t v) { return vaddq_f32(v, addends); });
+    for (size %= VECTOR; size != 0; --size, ++data) {
         *data += addend;
+    }
+}
+
+void MultiplyValue(const float* value, float* data, std::uint32_t size) {
+    const float factor = *value;
+    const float32x4_t factors = vdupq_n_f32(factor);
+    const float32x4_t zero = vdupq_n_f32(0.0f);
+    data = replaceVectors(data, size,
+                          [=](float32x4_t v) { return vaddq_f32(vmulq_f32(factors, v), zero); });
+    for (size %= VECTOR; size != 0; --size, ++data) {
+        *data = std::fmaf(factor, *data, 0.0f);
     }
 }
 
@@ -259,7 +278,7 @@ void Float32ToFloat16(const float* src, std::uint32_t size, unsigned short* dst)
         for (std::uint32_t i = 0; i < SPAN; i += 8) {
             putHalves(from, to, common);
         }
-        if (__builtin_expect(anyAbove(largest, SINGLE_HALF_LARGEST), false)) {
+        if (__builtin_expect(anyAbove(largest, SINGLE_HALF_LARGEST) ? 1 : 0, 0) != 0) {
             convertToHalves(src, SPAN, dst);
         }
         src += SPAN;

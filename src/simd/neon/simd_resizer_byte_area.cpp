@@ -19,10 +19,12 @@
 
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
+#include "simd/simd_area_tables.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"
 #include "simd/simd_resizer_tables.h"
 #include "simd/simd_row_step.h"
+#include "simd/simd_whole_cells.h"
 
 namespace Simd {
 namespace Neon {
@@ -33,7 +35,6 @@ constexpr std::size_t BLOCK = 32;            // bytes of a source row
 constexpr std::uint32_t COLUMN_BLOCK = 8;    // destination pixels of one channel
 constexpr std::int32_t MIN_FULL_WEIGHT = 8;  // 2048 / 8 = 256 rows to a pixel
 constexpr std::int32_t MAX_WEIGHT = 0xFFFF;
-constexpr std::int32_t HALF_CELL = 1024;  // a whole cell of two
 constexpr std::uint32_t WORD_SHIFT = 16;
 constexpr std::uint32_t BYTE_SHIFT = 6;  // 22 in all
 
@@ -212,15 +213,16 @@ inline void sumRows(const Rows& rows, std::size_t size, Target target) {
     }
 }
 
-/// The vertical pass from one edge to the next, of which the first lies in row @p src.
+/// The vertical pass from one edge to the next, of which the first lies in row @p src. A function
+/// of its own, as the horizontal pass is, so that each has all registers.
 template <class Target>
-inline void sumRows(const std::uint8_t* src,
-                    RowStep stride,
-                    const std::int32_t* edge,
-                    const std::int32_t* weight,
-                    std::int32_t full,
-                    std::size_t size,
-                    Target target) {
+[[gnu::noinline]] void sumRows(const std::uint8_t* src,
+                               RowStep stride,
+                               const std::int32_t* edge,
+                               const std::int32_t* weight,
+                               std::int32_t full,
+                               std::size_t size,
+                               Target target) {
     const std::int32_t count = edge[1] - edge[0];
     const std::int32_t first = count == 0 ? weight[0] - weight[1] : weight[0];
     const std::int32_t last = count == 0 ? 0 : full - weight[1];
@@ -276,11 +278,11 @@ inline uint32x4_t sumColumnBlock(const std::uint32_t* sums,
 }
 
 /// The horizontal pass on running sums of one channel; @p width is at least one block.
-inline void sumColumns(const std::uint32_t* __restrict sums,
-                       const std::int32_t* __restrict edge,
-                       const std::int32_t* __restrict weight,
-                       std::uint32_t width,
-                       std::uint8_t* __restrict dst) {
+[[gnu::noinline]] void sumColumns(const std::uint32_t* __restrict sums,
+                                  const std::int32_t* __restrict edge,
+                                  const std::int32_t* __restrict weight,
+                                  std::uint32_t width,
+                                  std::uint8_t* __restrict dst) {
     const uint32x4_t full = vdupq_n_u32(std::uint32_t(weight[0]));
     uint32x4_t before = vdupq_n_u32(0);
     for (std::uint32_t blocks = width / COLUMN_BLOCK; blocks != 0; --blocks) {
@@ -370,35 +372,6 @@ ResizerByteArea1x1::ResizerByteArea1x1(const ResizerParam& parameters)
 
 ResizerByteArea1x1::~ResizerByteArea1x1() = default;
 
-bool ResizerByteArea1x1::RunWholeCells(const std::uint8_t* src,
-                                       std::uint32_t srcStride,
-                                       std::uint8_t* dst,
-                                       std::uint32_t dstStride) const {
-    const std::uint32_t width = param.dstWidth;
-    const std::int32_t cells = wholeCells(ix.data, ax.data, width);
-    if (cells != wholeCells(iy.data, ay.data, param.dstHeight) ||
-        width < RatioForms[RatioHalf].narrowest) {
-        return false;
-    }
-    RatioForm::Function* const halve = RatioForms[RatioHalf].functions[param.channels - 1];
-    MeanOfThirds* const averageThirds = MeansOfThirds[param.channels - 1];
-    const bool halves = cells == 2 && ax.data[0] == HALF_CELL && ay.data[0] == HALF_CELL;
-    const bool thirds = cells == 3 && averageThirds != nullptr;
-    if (!halves && !thirds) {
-        return false;
-    }
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
-        const std::uint8_t* const first = src + iy.data[y] * RowStep(srcStride);
-        if (halves) {
-            halve(first, RowStep(srcStride), dst, RowStep(dstStride), width);
-        } else {
-            averageThirds(first, RowStep(srcStride), dst, width, std::uint16_t(ay.data[0]),
-                          std::uint16_t(ax.data[0]));
-        }
-    }
-    return true;
-}
-
 void ResizerByteArea1x1::Run(const std::uint8_t* src,
                              std::uint32_t srcStride,
                              std::uint8_t* dst,
@@ -406,17 +379,20 @@ void ResizerByteArea1x1::Run(const std::uint8_t* src,
     if (param.channels == 0 || param.channels > MAX_CHANNELS) {
         return;
     }
-    if (RunWholeCells(src, srcStride, dst, dstStride)) {
+    const AreaAxis columns = {ix.data, ax.data};
+    const AreaAxis rows = {iy.data, ay.data};
+    if (scaleWholeCells(param, columns, rows, RatioForms[RatioHalf],
+                        MeansOfThirds[param.channels - 1], src, srcStride, dst, dstStride)) {
         return;
     }
     const std::size_t size = std::size_t{param.srcWidth} * param.channels;
-    const std::int32_t full = ay.data[0];
+    const std::int32_t full = rows.full();
     if (size < BLOCK || param.dstWidth < COLUMN_BLOCK || full < MIN_FULL_WEIGHT ||
         full > MAX_WEIGHT) {
         Base::ResizerByteArea1x1::Run(src, srcStride, dst, dstStride);
         return;
     }
-    std::uint32_t* const sums = static_cast<std::uint32_t*>(static_cast<void*>(by.data));
+    auto* const sums = static_cast<std::uint32_t*>(static_cast<void*>(by.data));
     withChannels(param.channels, [&](auto channels) {
         for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
             const std::uint8_t* const first = src + iy.data[y] * RowStep(srcStride);

@@ -86,7 +86,7 @@ inline uint8x8_t blendVector(Columns& columns) {
     high = vmlal_lane_s16(high, vget_high_s16(third), weights, 2);
     low = vmlal_lane_s16(low, vget_low_s16(fourth), weights, 3);
     high = vmlal_lane_s16(high, vget_high_s16(fourth), weights, 3);
-    const int16x8_t whole = join<int16x8_t>(vrshrn_n_s32(low, 14), vrshrn_n_s32(high, 14));
+    const auto whole = join<int16x8_t>(vrshrn_n_s32(low, 14), vrshrn_n_s32(high, 14));
     return vqmovun_s16(vsubq_s16(whole, columns.offset));
 }
 

@@ -13,11 +13,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "simd/neon/simd_addresses.h"
 #include "simd/neon/simd_lookup.h"
 #include "simd/neon/simd_vectors.h"
+#include "simd/simd_blocks.h"
+#include "simd/simd_gather_blocks.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"
 #include "simd/simd_resizer_tables.h"
@@ -35,8 +36,6 @@ constexpr int SHIFT = 8;                 // of both weights
 constexpr std::size_t SUM_SIZE = 2;      // bytes
 constexpr std::size_t PAIR_SIZE = 2;     // bytes of a pair of weights
 
-constexpr std::size_t WINDOW = 16;        // source bytes of a gather block
-constexpr std::uint32_t PAIR_BYTES = 16;  // pair bytes of a gather block
 constexpr std::uint32_t GATHER_CHANNELS = 3;
 constexpr std::uint32_t GATHER_LIMIT = 4;  // shrinking from which pairs are fetched one by one
 
@@ -46,7 +45,7 @@ inline uint16x8_t weigh(uint8x8x2_t pairs, uint8x8x2_t weights) {
 
 /// The weights of the upper and the lower row in the lanes 0 and 1.
 inline uint16x4_t rowWeights(std::int32_t lower) {
-    const std::uint16_t weight = std::uint16_t(lower);
+    const auto weight = std::uint16_t(lower);
     return vset_lane_u16(weight, vdup_n_u16(std::uint16_t(FRACTION - weight)), 1);
 }
 
@@ -58,13 +57,12 @@ inline uint8x8_t blend(uint16x8_t upper, uint16x8_t lower, uint16x4_t weights) {
 // ---- Rows by look-ups ---------------------------------------------------------------------------
 
 inline uint16x8_t lookUp(const std::uint8_t* src, uint8x8x2_t positions, uint8x8x2_t weights) {
-    const Window<WINDOW> window(src);
+    const Window<GATHER_WINDOW> window(src);
     return weigh({{window.at(positions.val[0]), window.at(positions.val[1])}}, weights);
 }
 
-template <class Block>
 [[gnu::noinline]] void gatherRow(const std::uint8_t* __restrict src,
-                                 const Block* __restrict block,
+                                 const GatherBlock* __restrict block,
                                  std::uint32_t count,
                                  const std::uint8_t* __restrict weights,
                                  std::uint8_t* __restrict row) {
@@ -183,15 +181,15 @@ struct FetchBlock<3> {
                            const Sums& lower,
                            uint16x4_t weights,
                            std::uint8_t* dst) {
-        vst3_u8(dst, {{blend(upper.val[0], lower.val[0], weights),
-                       blend(upper.val[1], lower.val[1], weights),
-                       blend(upper.val[2], lower.val[2], weights)}});
+        const uint8x8x3_t pixels = {{blend(upper.val[0], lower.val[0], weights),
+                                     blend(upper.val[1], lower.val[1], weights),
+                                     blend(upper.val[2], lower.val[2], weights)}};
+        vst3_u8(dst, pixels);
     }
 };
 
-/// Columns of a row, a block at a time.
+/// Calls @p function with indices, weights and the destination of a block of columns.
 /// @tparam BYTES  of a destination element
-/// @param function takes indices, weights and the destination of a block
 template <std::size_t CHANNELS, std::size_t BYTES, class Function>
 inline void forFetchBlocks(const std::int32_t* __restrict ix,
                            const std::uint8_t* __restrict weights,
@@ -199,17 +197,10 @@ inline void forFetchBlocks(const std::int32_t* __restrict ix,
                            std::uint8_t* __restrict dst,
                            Function function) {
     constexpr std::size_t COLUMNS = FetchBlock<CHANNELS>::COLUMNS;
-    for (std::size_t blocks = width / COLUMNS; blocks != 0; --blocks) {
-        function(ix, weights, dst);
-        ix += COLUMNS;
-        weights += COLUMNS * CHANNELS * PAIR_SIZE;
-        dst += COLUMNS * CHANNELS * BYTES;
-    }
-    // What remains is narrower than a block, so the last block overlaps the one before.
-    if (const std::size_t rest = width % COLUMNS) {
-        const std::size_t back = COLUMNS - rest;
-        function(ix - back, weights - back * CHANNELS * PAIR_SIZE, dst - back * CHANNELS * BYTES);
-    }
+    constexpr std::size_t ELEMENTS = COLUMNS * CHANNELS;
+    using Indices = Image<COLUMNS, const std::int32_t>;  // counted in elements
+    processRow<COLUMNS>(width, function, Indices{ix, 0u}, Source<ELEMENTS * PAIR_SIZE>{weights, 0u},
+                        Target<ELEMENTS * BYTES>{dst, 0u});
 }
 
 /// The width is at least one block.
@@ -296,58 +287,21 @@ ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& parameters)
 
 ResizerByteBilinear::~ResizerByteBilinear() = default;
 
-void ResizerByteBilinear::EstimateColumns() {
+void ResizerByteBilinear::EstimateTables() {
     const std::uint32_t channels = param.channels;
-    const std::uint32_t alignedWidth =
-        (param.dstWidth + param.alignment - 1) / param.alignment * param.alignment;
+    const std::uint64_t size = std::uint64_t{param.dstWidth} * channels;
     ix.Resize(param.dstWidth, param.alignment);
-    weights.Resize(2 * param.dstWidth * channels, param.alignment);
-    rows[0].Resize(2 * channels * alignedWidth, param.alignment);
-    rows[1].Resize(2 * channels * alignedWidth, param.alignment);
-    std::uint8_t* weight = weights.data;
-    for (std::uint32_t x = 0; x < param.dstWidth; ++x) {
-        const Tap tap = centredTap(x, param.srcWidth, param.dstWidth);
-        ix.data[x] = tap.index;
-        for (std::uint32_t c = 0; c < channels; ++c, weight += 2) {
-            weight[1] = std::uint8_t(byteWeight(tap));
-            weight[0] = std::uint8_t(FRACTION - weight[1]);
-        }
-    }
-}
-
-void ResizerByteBilinear::EstimateBlocks() {
-    const std::int32_t channels = std::int32_t(param.channels);
-    const std::int32_t lastStart = std::int32_t(param.srcWidth * param.channels - WINDOW);
-    const std::uint32_t reach = WINDOW - param.channels;  // left samples, so that right ones fit
-    blocks.Resize(param.dstWidth * param.channels, param.alignment);  // one each at the worst
-    std::memset(blocks.data, 0, blocks.size * sizeof(GatherBlock));
-    GatherBlock* block = blocks.data;
-    std::uint32_t pair = 0;
-    for (std::uint32_t x = 0; x < param.dstWidth; ++x) {
-        for (std::int32_t c = 0; c < channels; ++c, pair += 2) {
-            const std::int32_t sample = ix.data[x] * channels + c;
-            if (pair - block->dst >= PAIR_BYTES || std::uint32_t(sample - block->src) >= reach) {
-                ++block;
-                block->src = sample < lastStart ? sample : lastStart;
-                block->dst = pair;
-            }
-            std::uint8_t* const position = block->shuffle + (pair - block->dst);
-            position[0] = std::uint8_t(sample - block->src);
-            position[1] = std::uint8_t(position[0] + param.channels);
-        }
-    }
-    blockCount = std::uint32_t(block - blocks.data) + 1;
-}
-
-void ResizerByteBilinear::ChooseRatio() {
-    const auto tapAt = [&](std::uint32_t x) {
-        return ByteTap{ix.data[x], weights.data[2 * x * param.channels + 1]};
-    };
-    for (const RatioForm& form : RatioForms) {
-        if (param.dstWidth >= form.narrowest && form.functions[param.channels - 1] != nullptr &&
-            columnsFollow(form.ratio, param.dstWidth, tapAt)) {
-            ratio = &form;
-        }
+    weights.Resize(2 * size, param.alignment);
+    rows[0].Resize(SUM_SIZE * size, param.alignment);
+    rows[1].Resize(SUM_SIZE * size, param.alignment);
+    estimateWeightPairs(param, ix.data, weights.data);
+    ratio = findRatio(RatioForms, param, ix.data, weights.data);
+    // A window never reaches beyond its row.
+    if (ratio == nullptr && channels <= GATHER_CHANNELS &&
+        param.srcWidth * channels >= GATHER_WINDOW &&
+        param.srcWidth < GATHER_LIMIT * param.dstWidth) {
+        blocks.Resize(size, param.alignment);
+        blockCount = estimateGatherBlocks(param, ix.data, blocks.data);
     }
 }
 
@@ -359,14 +313,7 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
         return;
     }
     if (weights.size == 0) {
-        EstimateColumns();
-        ChooseRatio();
-        // A window never reaches beyond its row.
-        if (ratio == nullptr && param.channels <= GATHER_CHANNELS &&
-            param.srcWidth * param.channels >= WINDOW &&
-            param.srcWidth < GATHER_LIMIT * param.dstWidth) {
-            EstimateBlocks();
-        }
+        EstimateTables();
     }
     withChannels(param.channels, [&](auto channels) {
         const auto interpolate = [&](std::int32_t row, std::uint8_t* sums) {

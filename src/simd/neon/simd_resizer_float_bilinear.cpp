@@ -1,20 +1,13 @@
 // Linear interpolation of floats, with rows in vectors.
 
-#include <cstddef>
 #include <cstdint>
 
 #include "simd/simd_bilinear_rows.h"
+#include "simd/simd_float_halves.h"
 #include "simd/simd_resizer.h"
-#include "simd/simd_resizer_ratios.h"
-#include "simd/simd_row_step.h"
 
 namespace Simd {
 namespace Neon {
-namespace {
-
-constexpr std::uint32_t MAX_CHANNELS = 4;
-
-}  // namespace
 
 ResizerFloatBilinear::ResizerFloatBilinear(const ResizerParam& parameters)
     : Base::ResizerFloatBilinear(parameters) {}
@@ -25,18 +18,11 @@ void ResizerFloatBilinear::Run(const float* src,
                                std::uint32_t srcStride,
                                float* dst,
                                std::uint32_t dstStride) {
-    const std::uint32_t channels = param.channels;
-    HalveFloats* const halve = channels - 1 < MAX_CHANNELS && param.dstWidth >= HALVE_WIDTH
-                                   ? FloatHalves[channels - 1]
-                                   : nullptr;
-    if (halve == nullptr || !floatsHalve(ix.data, ax.data, param.dstWidth, channels) ||
-        !floatsHalve(iy.data, ay.data, param.dstHeight, 1)) {
+    const FloatAxis columns = {ix.data, ax.data};
+    const FloatAxis rows = {iy.data, ay.data};
+    if (!scaleHalves(param, columns, rows, FloatHalves, HALVE_WIDTH, src, srcStride, dst,
+                     dstStride)) {
         Scale(param, FloatRows, src, srcStride, dst, dstStride);
-        return;
-    }
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
-        const float* const upper = src + iy.data[y] * RowStep(srcStride);
-        halve(upper, upper + RowStep(srcStride), param.dstWidth, dst);
     }
 }
 

@@ -17,14 +17,16 @@ namespace {
 template <std::size_t WINDOW>
 void gather(const std::uint8_t* __restrict src,
             const NearestBlock* __restrict block,
+            const std::uint8_t* __restrict position,
             std::uint32_t count,
             std::uint8_t* __restrict dst) {
 #pragma GCC unroll 4
     for (; count != 0; --count) {
         const std::uint32_t from = block->src;
         const std::uint32_t to = block->dst;
-        vst1q_u8(dst + to, lookUp<WINDOW>(src + from, vld1q_u8(block->position)));
+        vst1q_u8(dst + to, lookUp<WINDOW>(src + from, vld1q_u8(position)));
         advance(block, 1);
+        advance(position, NEAREST_BLOCK);
     }
 }
 
@@ -80,8 +82,11 @@ void halve(const std::uint8_t* __restrict src, std::uint32_t width, std::uint8_t
 
 }  // namespace
 
-const NearestRows NearestVectors = {
-    {gather<16>, gather<32>, gather<64>}, {3, 4, 5}, {halve<1>, halve<2>, halve<3>, halve<4>}, 16};
+const NearestRows NearestVectors = {{gather<16>, gather<32>, gather<64>},
+                                    {},
+                                    {3, 4, 5},
+                                    {halve<1>, halve<2>, halve<3>, halve<4>},
+                                    16};
 
 }  // namespace Neon
 }  // namespace Simd

@@ -36,10 +36,12 @@ template <>
 struct Pixels<1> {
     static uint8x8x3_t loadTriples(const std::uint8_t* src) { return vld3_u8(src); }
     static void storePairs(std::uint8_t* dst, uint8x8_t left, uint8x8_t right) {
-        vst2_u8(dst, {{left, right}});
+        const uint8x8x2_t pairs = {{left, right}};
+        vst2_u8(dst, pairs);
     }
     static void storePairs(std::uint8_t* dst, uint8x16_t left, uint8x16_t right) {
-        vst2q_u8(dst, {{left, right}});
+        const uint8x16x2_t pairs = {{left, right}};
+        vst2q_u8(dst, pairs);
     }
 };
 
@@ -51,11 +53,12 @@ struct Pixels<2> {
                  vreinterpret_u8_u16(v.val[2])}};
     }
     static void storePairs(std::uint8_t* dst, uint8x8_t left, uint8x8_t right) {
-        vst2_u16(as<std::uint16_t>(dst), {{vreinterpret_u16_u8(left), vreinterpret_u16_u8(right)}});
+        const uint16x4x2_t pairs = {{vreinterpret_u16_u8(left), vreinterpret_u16_u8(right)}};
+        vst2_u16(as<std::uint16_t>(dst), pairs);
     }
     static void storePairs(std::uint8_t* dst, uint8x16_t left, uint8x16_t right) {
-        vst2q_u16(as<std::uint16_t>(dst),
-                  {{vreinterpretq_u16_u8(left), vreinterpretq_u16_u8(right)}});
+        const uint16x8x2_t pairs = {{vreinterpretq_u16_u8(left), vreinterpretq_u16_u8(right)}};
+        vst2q_u16(as<std::uint16_t>(dst), pairs);
     }
 };
 
@@ -67,11 +70,12 @@ struct Pixels<4> {
                  vreinterpret_u8_u32(v.val[2])}};
     }
     static void storePairs(std::uint8_t* dst, uint8x8_t left, uint8x8_t right) {
-        vst2_u32(as<std::uint32_t>(dst), {{vreinterpret_u32_u8(left), vreinterpret_u32_u8(right)}});
+        const uint32x2x2_t pairs = {{vreinterpret_u32_u8(left), vreinterpret_u32_u8(right)}};
+        vst2_u32(as<std::uint32_t>(dst), pairs);
     }
     static void storePairs(std::uint8_t* dst, uint8x16_t left, uint8x16_t right) {
-        vst2q_u32(as<std::uint32_t>(dst),
-                  {{vreinterpretq_u32_u8(left), vreinterpretq_u32_u8(right)}});
+        const uint32x4x2_t pairs = {{vreinterpretq_u32_u8(left), vreinterpretq_u32_u8(right)}};
+        vst2q_u32(as<std::uint32_t>(dst), pairs);
     }
 };
 
@@ -183,7 +187,7 @@ struct ThirdBlock<3> {
     static void scale(const Rows& rows) {
         const ThirdLookup lookup;
         for (int k = 0; k < 3; ++k) {
-            const Window<32> window(rows.src[0] + lookup.STARTS[k]);
+            const Window<32> window(rows.src[0] + ThirdLookup::STARTS[k]);
             vst1_u8(rows.dst[0] + 8 * k, window.at(lookup.positions[k]));
         }
     }
@@ -354,7 +358,7 @@ inline void scaleBlocks(typename Block<CHANNELS>::Rows rows,
     }
     // What remains is narrower than a block, so the last block overlaps the one before.
     if (const std::size_t rest = width % COLUMNS) {
-        const std::ptrdiff_t back = std::ptrdiff_t((COLUMNS - rest) / RATIO.period);
+        const auto back = std::ptrdiff_t((COLUMNS - rest) / RATIO.period);
         rows.move(-back * SRC_STEP, -back * DST_STEP);
         Block<CHANNELS>::scale(rows, weights...);
     }
@@ -399,11 +403,6 @@ void scaleByTwoThirds(const std::uint8_t* __restrict src,
         {{src, src + srcStep, src + 2 * srcStep}, {dst, dst + dstStep}}, width);
 }
 
-inline std::uint8_t edgeQuarters(std::uint8_t near, std::uint8_t far) {
-    return std::uint8_t((3 * near + far + 2) >> 2);
-}
-
-/// The first and the last column lie at the edge pixels.
 template <std::size_t CHANNELS>
 void doubleRows(const std::uint8_t* __restrict src,
                 std::ptrdiff_t srcStep,
@@ -412,14 +411,7 @@ void doubleRows(const std::uint8_t* __restrict src,
                 std::uint32_t width) {
     const std::uint8_t* const lower = src + srcStep;
     std::uint8_t* const next = dst + dstStep;
-    const std::size_t fromLast = (width / 2 - 1) * CHANNELS;
-    const std::size_t toLast = (width - 1) * CHANNELS;
-    for (std::size_t c = 0; c < CHANNELS; ++c) {
-        dst[c] = edgeQuarters(src[c], lower[c]);
-        next[c] = edgeQuarters(lower[c], src[c]);
-        dst[toLast + c] = edgeQuarters(src[fromLast + c], lower[fromLast + c]);
-        next[toLast + c] = edgeQuarters(lower[fromLast + c], src[fromLast + c]);
-    }
+    doubleEdges<CHANNELS>(src, lower, dst, next, width);
     scaleBlocks<DoubleBlock, CHANNELS>({{src, lower}, {dst + CHANNELS, next + CHANNELS}},
                                        width - 2);
 }

@@ -40,13 +40,6 @@ inline Whole join(Half low, Half high) {
 #endif
 }
 
-/// First column of the block at @p x. What remains at the end of a row is narrower than a block, so
-/// the last block overlaps the one before.
-inline std::size_t blockStart(std::size_t x, std::size_t block, std::size_t width) {
-    const std::size_t last = width - block;
-    return x < last ? x : last;
-}
-
 }  // namespace
 }  // namespace Neon
 }  // namespace Simd

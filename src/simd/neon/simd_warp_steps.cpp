@@ -102,15 +102,18 @@ inline void store(const uint8x8_t (&value)[1], std::uint8_t* dst) {
 }
 
 inline void store(const uint8x8_t (&value)[2], std::uint8_t* dst) {
-    vst2_u8(dst, uint8x8x2_t{{value[0], value[1]}});
+    const uint8x8x2_t pixels = {{value[0], value[1]}};
+    vst2_u8(dst, pixels);
 }
 
 inline void store(const uint8x8_t (&value)[3], std::uint8_t* dst) {
-    vst3_u8(dst, uint8x8x3_t{{value[0], value[1], value[2]}});
+    const uint8x8x3_t pixels = {{value[0], value[1], value[2]}};
+    vst3_u8(dst, pixels);
 }
 
 inline void store(const uint8x8_t (&value)[4], std::uint8_t* dst) {
-    vst4_u8(dst, uint8x8x4_t{{value[0], value[1], value[2], value[3]}});
+    const uint8x8x4_t pixels = {{value[0], value[1], value[2], value[3]}};
+    vst4_u8(dst, pixels);
 }
 
 /// @p above (32 - @p wy) + @p below wy, rounded to whole bytes in halfwords.

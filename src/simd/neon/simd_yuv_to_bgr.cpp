@@ -21,6 +21,7 @@
 
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
+#include "simd/neon/simd_walk.h"
 #include "simd/simd_color_weights.h"
 #include "simd/simd_kernels.h"
 #include "simd/simd_row_step.h"
@@ -181,53 +182,35 @@ inline uint8x8x2_t takeChroma(const std::uint8_t*& uv) {
     return samples;
 }
 
-/// 32 pixels of DOWN rows.
-template <class Arithmetic, bool RGB, int DOWN, class... Plane>
-inline void convertBlock(const std::uint8_t*& y,
-                         const std::uint8_t*& nextY,
-                         std::uint8_t*& dst,
-                         std::uint8_t*& nextDst,
-                         Plane&... chroma) {
+/// The kernel for 32 pixels of DOWN rows with one row of chroma, in one plane or two.
+template <class Arithmetic, bool RGB, int DOWN>
+struct ConvertBlock {
+    template <class... Plane>
+    void operator()(const std::uint8_t*& y,
+                    const std::uint8_t*& nextY,
+                    std::uint8_t*& dst,
+                    std::uint8_t*& nextDst,
+                    Plane&... chroma) const {
+        prefetch(y);
+        if constexpr (DOWN == 2) {
+            prefetch(nextY);
+        }
+        (prefetch(chroma), ...);
 #pragma GCC unroll 2
-    for (std::uint32_t x = 0; x < PAIRS_BLOCK; x += 16) {
-        const uint8x8x2_t samples = takeChroma(chroma...);
-        typename Arithmetic::Chroma terms = Arithmetic::chroma(samples.val[0], samples.val[1]);
-        convertPairs<Arithmetic, RGB>(y, terms, dst);
-        if constexpr (DOWN == 2) {
-            convertPairs<Arithmetic, RGB>(nextY, terms, nextDst);
+        for (std::uint32_t x = 0; x < PAIRS_BLOCK; x += 16) {
+            const uint8x8x2_t samples = takeChroma(chroma...);
+            typename Arithmetic::Chroma terms = Arithmetic::chroma(samples.val[0], samples.val[1]);
+            convertPairs<Arithmetic, RGB>(y, terms, dst);
+            if constexpr (DOWN == 2) {
+                convertPairs<Arithmetic, RGB>(nextY, terms, nextDst);
+            }
         }
     }
-}
+};
 
-/// DOWN rows with one row of @p chroma; @p columns is at least a block.
-template <class Arithmetic, bool RGB, int DOWN, class... Plane>
-inline void convertRows(const std::uint8_t* y,
-                        std::ptrdiff_t yStride,
-                        std::size_t columns,
-                        std::uint8_t* dst,
-                        std::ptrdiff_t dstStride,
-                        Plane... chroma) {
-    const std::uint8_t* nextY = y + yStride;
-    std::uint8_t* nextDst = dst + dstStride;
-    for (std::size_t blocks = columns / PAIRS_BLOCK; blocks != 0; --blocks) {
-        __builtin_prefetch(y + PREFETCH_DISTANCE);
-        if constexpr (DOWN == 2) {
-            __builtin_prefetch(nextY + PREFETCH_DISTANCE);
-        }
-        (__builtin_prefetch(chroma + PREFETCH_DISTANCE), ...);
-        convertBlock<Arithmetic, RGB, DOWN>(y, nextY, dst, nextDst, chroma...);
-    }
-    // What remains is narrower than a block, so the last block overlaps the one before.
-    if (const std::size_t rest = columns % PAIRS_BLOCK) {
-        const std::size_t back = PAIRS_BLOCK - rest;
-        y -= back;
-        nextY -= back;
-        dst -= 3 * back;
-        nextDst -= 3 * back;
-        ((chroma -= back / sizeof...(chroma)), ...);
-        convertBlock<Arithmetic, RGB, DOWN>(y, nextY, dst, nextDst, chroma...);
-    }
-}
+using YRows = Source<PAIRS_BLOCK>;
+using ChromaRow = Source<PAIRS_BLOCK / 2>;
+using BgrRows = Target<3 * PAIRS_BLOCK>;
 
 /// A chroma sample serves two columns of DOWN rows.
 template <bool RGB, int DOWN>
@@ -241,13 +224,10 @@ void convertPlanar(const std::uint8_t* y,
                    std::uint32_t height,
                    std::uint8_t* dst,
                    RowStep dstStride) {
-    for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
-        convertRows<PlanarArithmetic, RGB, DOWN>(y, yStride, width / 2 * 2, dst, dstStride, u, v);
-        y += DOWN * yStride;
-        u += uStride;
-        v += vStride;
-        dst += DOWN * dstStride;
-    }
+    walk<PAIRS_BLOCK>(width / 2 * 2, height / DOWN, ConvertBlock<PlanarArithmetic, RGB, DOWN>(),
+                      YRows{y, DOWN * yStride}, YRows{y + yStride, DOWN * yStride},
+                      BgrRows{dst, DOWN * dstStride}, BgrRows{dst + dstStride, DOWN * dstStride},
+                      ChromaRow{u, uStride}, ChromaRow{v, vStride});
 }
 
 // ---- Pixels with chroma of their own ------------------------------------------------------------
@@ -263,38 +243,6 @@ inline void convertSingles(uint8x8_t y, uint8x8_t u, uint8x8_t v, std::uint8_t*&
     vst3_u8(dst, pixels);
     advance(dst, 24);
     scheduleInOrder();
-}
-
-inline void convertBlock444(const std::uint8_t*& y,
-                            const std::uint8_t*& u,
-                            const std::uint8_t*& v,
-                            std::uint8_t*& dst) {
-    const uint8x16_t luma = take(y);
-    const uint8x16_t uSamples = take(u);
-    const uint8x16_t vSamples = take(v);
-    convertSingles(vget_low_u8(luma), vget_low_u8(uSamples), vget_low_u8(vSamples), dst);
-    convertSingles(vget_high_u8(luma), vget_high_u8(uSamples), vget_high_u8(vSamples), dst);
-}
-
-inline void convertRow444(const std::uint8_t* y,
-                          const std::uint8_t* u,
-                          const std::uint8_t* v,
-                          std::size_t width,
-                          std::uint8_t* dst) {
-    for (std::size_t blocks = width / A; blocks != 0; --blocks) {
-        __builtin_prefetch(y + PREFETCH_DISTANCE);
-        __builtin_prefetch(u + PREFETCH_DISTANCE);
-        __builtin_prefetch(v + PREFETCH_DISTANCE);
-        convertBlock444(y, u, v, dst);
-    }
-    if (const std::size_t rest = width % A) {
-        const std::size_t back = A - rest;
-        y -= back;
-        u -= back;
-        v -= back;
-        dst -= 3 * back;
-        convertBlock444(y, u, v, dst);
-    }
 }
 
 }  // namespace
@@ -361,13 +309,20 @@ void Yuv444pToBgr(const std::uint8_t* y,
                   std::uint32_t height,
                   std::uint8_t* dst,
                   std::uint32_t dstStride) {
-    for (; height != 0; --height) {
-        convertRow444(y, u, v, width, dst);
-        y += RowStep(yStride);
-        u += RowStep(uStride);
-        v += RowStep(vStride);
-        dst += RowStep(dstStride);
-    }
+    const auto kernel = [](const std::uint8_t*& blockY, const std::uint8_t*& blockU,
+                           const std::uint8_t*& blockV, std::uint8_t*& blockDst) {
+        prefetch(blockY);
+        prefetch(blockU);
+        prefetch(blockV);
+        const uint8x16_t luma = take(blockY);
+        const uint8x16_t uSamples = take(blockU);
+        const uint8x16_t vSamples = take(blockV);
+        convertSingles(vget_low_u8(luma), vget_low_u8(uSamples), vget_low_u8(vSamples), blockDst);
+        convertSingles(vget_high_u8(luma), vget_high_u8(uSamples), vget_high_u8(vSamples),
+                       blockDst);
+    };
+    walk<A>(width, height, kernel, Source<A>{y, yStride}, Source<A>{u, uStride},
+            Source<A>{v, vStride}, Target<3 * A>{dst, dstStride});
 }
 
 void Nv12ToBgr(const std::uint8_t* y,
@@ -377,17 +332,16 @@ void Nv12ToBgr(const std::uint8_t* y,
                int height,
                int stride,
                int bgrStride) {
-    if (width < int(PAIRS_BLOCK)) {
+    if (width < int(PAIRS_BLOCK) || height < 2) {
         Base::Nv12ToBgr(y, uv, bgr, width, height, stride, bgrStride);
         return;
     }
-    const std::size_t columns = std::size_t(width) / 8 * 8;
-    for (int pairs = height / 2; pairs > 0; --pairs) {
-        convertRows<Nv12Arithmetic, false, 2>(y, stride, columns, bgr, bgrStride, uv);
-        y += 2 * std::ptrdiff_t(stride);
-        uv += stride;
-        bgr += 2 * std::ptrdiff_t(bgrStride);
-    }
+    const std::ptrdiff_t step = stride;
+    const std::ptrdiff_t bgrStep = bgrStride;
+    walk<PAIRS_BLOCK>(std::size_t(width) / 8 * 8, std::uint32_t(height) / 2,
+                      ConvertBlock<Nv12Arithmetic, false, 2>(), YRows{y, 2 * step},
+                      YRows{y + step, 2 * step}, BgrRows{bgr, 2 * bgrStep},
+                      BgrRows{bgr + bgrStep, 2 * bgrStep}, Source<PAIRS_BLOCK>{uv, step});
 }
 
 }  // namespace Neon
