@@ -1,6 +1,7 @@
 #include "bench_case.h"
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -12,7 +13,7 @@ namespace {
 /// Half-precision numbers from 1 up to 2.
 constexpr unsigned HALF_OF_ONE = 0x3C00;
 
-void store(unsigned char* row, int index, int bits, double value) {
+void store(unsigned char* row, std::ptrdiff_t index, int bits, double value) {
     if (bits == 8) {
         row[index] = static_cast<unsigned char>(value);
     } else if (bits == 16) {
@@ -26,6 +27,7 @@ void store(unsigned char* row, int index, int bits, double value) {
 
 std::vector<double> wave(int length, int periods, double phase, double height) {
     std::vector<double> values;
+    values.reserve(std::size_t(length));
     for (int i = 0; i < length; ++i) {
         values.push_back(height * std::sin(6.28 * periods * i / length + phase));
     }
@@ -45,7 +47,7 @@ void paint(Frame& frame) {
                 unsigned char* const row = frame.planeData(p) + std::ptrdiff_t(y) * plane.stride;
                 for (int x = 0; x < plane.width; ++x) {
                     const double noise = double(random() % 13) - 6;
-                    store(row, x * plane.channels + c, plane.bits_per_channel,
+                    store(row, std::ptrdiff_t(x) * plane.channels + c, plane.bits_per_channel,
                           128 + across[std::size_t(x)] + down[std::size_t(y)] + noise);
                 }
             }

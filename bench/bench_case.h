@@ -1,6 +1,7 @@
 // What is measured: cases, each of them one job that several contestants do on the same frames.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -43,7 +44,7 @@ struct Case {
     Picture dst;
     double pixels;  ///< that times are divided by: of the target when sizes change
     double bytes;   ///< read and written, without source rows that need not be read
-    Run runs[CONTESTANTS];
+    std::array<Run, CONTESTANTS> runs;
     double tolerance = 3;  ///< mean difference from FAST, in levels
 };
 

@@ -66,7 +66,7 @@ double meanDifference(const Frame& a, const Frame& b) {
 bool doTheSame(const Case& entry) {
     bool same = true;
     const Frame expected = outputOf(entry, entry.runs[bench::FAST]);
-    for (int who = bench::PORTABLE; who < bench::CONTESTANTS; ++who) {
+    for (std::size_t who = bench::PORTABLE; who < bench::CONTESTANTS; ++who) {
         if (!entry.runs[who]) {
             continue;
         }
@@ -116,7 +116,7 @@ void measureCopy(benchmark::State& state, const Case& entry) {
 
 void registerCase(const Case& entry) {
     const std::string name = entry.operation + "/" + entry.size + "/";
-    for (int who = 0; who < bench::CONTESTANTS; ++who) {
+    for (std::size_t who = 0; who < bench::CONTESTANTS; ++who) {
         if (entry.runs[who]) {
             benchmark::RegisterBenchmark(
                 (name + bench::CONTESTANT_NAMES[who]).c_str(),

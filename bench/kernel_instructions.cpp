@@ -107,6 +107,7 @@ std::string nameOf(const char* operation, std::uint32_t channels) {
 /// Per destination pixel.
 Job resizeJob(const Method& method, std::uint32_t channels, const Scaling& size) {
     const auto run = [=](bool neon, int times) {
+        // NOLINTNEXTLINE(misc-redundant-expression): the same in a build without NEON
         const auto create = neon ? Simd::Neon::ResizerInit : Simd::Base::ResizerInit;
         const std::unique_ptr<Simd::Resizer> resizer(create(size.src_width, size.src_height,
                                                             size.dst_width, size.dst_height,
@@ -191,7 +192,7 @@ int main(int argc, char** argv) {
     }
     for (const Job& job : jobs) {
         if (argc == 4 && job.name == argv[1]) {
-            job.run(std::string(argv[2]) == "neon", std::atoi(argv[3]));
+            job.run(std::string(argv[2]) == "neon", int(std::strtol(argv[3], nullptr, 10)));
             return EXIT_SUCCESS;
         }
     }

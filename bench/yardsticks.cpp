@@ -123,7 +123,7 @@ void averageColumns(const AreaAxis& axis,
         }
         for (ptrdiff_t c = 0; c < 3; ++c) {
             const std::uint32_t sum = axis.whole * inner[c] +
-                                      edge.weight * src[3 * edge.first + c] +
+                                      edge.weight * src[3 * ptrdiff_t(edge.first) + c] +
                                       (axis.whole - next.weight) * src[3 * last + c];
             dst[3 * ptrdiff_t(i) + c] = static_cast<unsigned char>(sum >> 15);
         }

@@ -102,7 +102,8 @@ Frame pictureOf(const Frame& input) {
 }
 
 const unsigned char* pixelAt(const Frame& bgr, int x, int y) {
-    return bgr.planeData(0) + std::ptrdiff_t(bgr.layout().plane[0].stride) * y + 3 * x;
+    return bgr.planeData(0) + std::ptrdiff_t(bgr.layout().plane[0].stride) * y +
+           std::ptrdiff_t(3) * x;
 }
 
 /// The same square, cut from the photograph before it was doubled, must look alike, up to the last

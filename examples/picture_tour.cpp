@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/contact_sheet.h"
@@ -83,8 +84,8 @@ Frame scaleFast(const std::string& name, const Frame& frame, Size size, ResizeMe
 /// Where the results of one picture go.
 class Album {
 public:
-    Album(const Path& file, const Path& folder, ContactSheet& sheet)
-        : _stem(file.stem().string()), _folder(folder), _sheet(sheet) {}
+    Album(const Path& file, Path folder, ContactSheet& sheet)
+        : _stem(file.stem().string()), _folder(std::move(folder)), _sheet(sheet) {}
 
     /// @param name such as "nearest down, fast"; the file is called STEM_nearest_down_fast.png
     void add(const std::string& name, const Frame& frame) {

@@ -344,7 +344,8 @@ void fuzzFree(Input& input) {
             const Rect roi = input.region(frame.size());
             const float angle = input.number();
             Size size;
-            Rect a, b;
+            Rect a;
+            Rect b;
             fuzz::statusOf([&] { getRotationRoi(angle, roi, a, size, b); });
             // A region that needs a margin may be of any size.
             if (std::max({size.width, size.height, a.width, a.height}) > 8 * MOST) {
@@ -387,18 +388,22 @@ void fuzzNumbers(Input& input) {
     } else {
         tavo::convertFp32ToFp16(floats.get(), unsigned(count), halves.get());
     }
-    float matrix[6], inverse[6], in_place[6];
+    float matrix[6];
+    float inverse[6];
+    float in_place[6];
     for (float& value : matrix) {
         value = input.number();
     }
     std::memcpy(in_place, matrix, sizeof(matrix));
     const bool invertible = tavo::invertAffineTransform(matrix, inverse);
     FUZZ_CHECK(tavo::invertAffineTransform(in_place, in_place) == invertible, "in place");
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the very bits, of NaN and -0, too
     FUZZ_CHECK(std::memcmp(inverse, in_place, sizeof(inverse)) == 0, "in place");
 }
 
 void fuzzTensor(Input& input) {
-    tavo::TensorSize size, strides;
+    tavo::TensorSize size;
+    tavo::TensorSize strides;
     size.count = strides.count = input.rarely() ? input.between(-1, 5) : input.between(1, 4);
     int stride = 2;
     for (int i = 3; i >= 0; --i) {
@@ -408,7 +413,8 @@ void fuzzTensor(Input& input) {
         stride *= used ? input.between(1, 8) : 1;
     }
     const auto type = input.rarely() ? tavo::TENSOR_FLOAT_32 : tavo::TENSOR_FLOAT_16;
-    tavo::Tensor src, dst;
+    tavo::Tensor src;
+    tavo::Tensor dst;
     fuzz::statusOf([&] {
         const tavo::TensorLayout layout(type, tavo::TensorFormat(1), size, strides,
                                         tavo::TensorChannelOrder(1));

@@ -14,15 +14,14 @@ namespace {
 using fuzz::ForeignFrame;
 using fuzz::Guard;
 using fuzz::Input;
-using tavo::Frame;
 using tavo::Size;
 
 /// A table of values over a support that follows the scale, or does not.
 class TableKernel : public tavo::IKernel {
 public:
-    explicit TableKernel(Input& input) {
-        _follows_scale = input.flag();
-        _support = input.rarely() ? input.number() : float(input.between(1, 640)) / 64.0f;
+    explicit TableKernel(Input& input)
+        : _follows_scale(input.flag()),
+          _support(input.rarely() ? input.number() : float(input.between(1, 640)) / 64.0f) {
         const bool tame = input.between(0, 2) != 0;
         const int count = input.between(1, 12);
         for (int i = 0; i < count; ++i) {

@@ -100,7 +100,8 @@ void checkRegion(const Frame& frame, const Frame& region, const Rect& rect) {
                                 frame.format() <= tavo::FRAME_NV16 && (p > 0 || packed);
         const bool half_height =
             p > 0 && frame.format() >= tavo::FRAME_I420 && frame.format() <= tavo::FRAME_NV21;
-        const int x = rect.x / (half_width ? 2 : 1), y = rect.y / (half_height ? 2 : 1);
+        const int x = rect.x / (half_width ? 2 : 1);
+        const int y = rect.y / (half_height ? 2 : 1);
         FUZZ_CHECK(part.width == (half_width ? (rect.width + 1) / 2 : rect.width), "plane %d", p);
         FUZZ_CHECK(part.height == (half_height ? (rect.height + 1) / 2 : rect.height), "plane %d",
                    p);
@@ -116,9 +117,9 @@ void checkRegion(const Frame& frame, const Frame& region, const Rect& rect) {
 }
 
 /// @param frame by value: it may be the target, too
-bool takeRegion(Input& input, Frame frame, Frame& region) {
+bool takeRegion(Input& input, Frame frame, Frame& part) {
     const Rect rect = input.region(frame.initialized() ? frame.size() : Size(1, 1));
-    const int status = fuzz::statusOf([&] { region = getRegion(frame, rect); });
+    const int status = fuzz::statusOf([&] { part = getRegion(frame, rect); });
     const Rect bounds(0, 0, frame.width(), frame.height());
     const bool inside = frame.initialized() && !rect.empty() && rect.x >= 0 && rect.y >= 0 &&
                         rect.x <= bounds.width - rect.width &&
@@ -126,7 +127,7 @@ bool takeRegion(Input& input, Frame frame, Frame& region) {
     FUZZ_CHECK(inside == (status == 0), "region (%d, %d, %d x %d) of %d x %d: status %d", rect.x,
                rect.y, rect.width, rect.height, frame.width(), frame.height(), status);
     if (status == 0) {
-        checkRegion(frame, region, rect);
+        checkRegion(frame, part, rect);
     }
     return status == 0;
 }
@@ -188,7 +189,7 @@ void fuzzForeign(Input& input, const Frame& source) {
 /// Descriptions of foreign memory that don't hold together.
 void fuzzForeignLayout(Input& input) {
     FrameLayout layout(input.oneOf(fuzz::FORMATS), input.size(20), 0);
-    const std::size_t bytes = 20 * 20 * 12;
+    const std::size_t bytes = std::size_t{20} * 20 * 12;
     const std::unique_ptr<std::uint8_t[]> memory(new std::uint8_t[bytes]());
     std::uint8_t* planes[4] = {memory.get(), memory.get(), memory.get(), memory.get()};
     const int p = input.between(0, 3);
@@ -222,7 +223,7 @@ void fuzzForeignLayout(Input& input) {
         Frame region;
         fuzz::statusOf([&] { region = getRegion(frame, input.region(frame.size())); });
     }
-    fuzz::statusOf([&] { Frame(layout, nullptr); });
+    fuzz::statusOf([&] { const Frame nowhere(layout, nullptr); });
 }
 
 void fuzzGeometry(Input& input) {
@@ -237,7 +238,8 @@ void fuzzGeometry(Input& input) {
         "(%d, %d, %d x %d) of %d x %d", before.x, before.y, before.width, before.height, size.width,
         size.height);
     float matrix[2][3];
-    Rect a, b;
+    Rect a;
+    Rect b;
     Size turned;
     const float angle = input.number();
     fuzz::statusOf([&] {
@@ -269,7 +271,8 @@ void fuzzBuffer(Input& input) {
 }
 
 void fuzzTensor(Input& input) {
-    tavo::TensorSize size, strides;
+    tavo::TensorSize size;
+    tavo::TensorSize strides;
     size.count = input.between(-1, 5);
     strides.count = input.rarely() ? input.anyInt() : size.count;
     for (int i = 0; i < 4; ++i) {

@@ -67,7 +67,8 @@ public:
     /// Half of them even, as subsampled formats often need it.
     tavo::Size size(int most) {
         const bool even = flag();
-        const int width = side(most), height = side(most);
+        const int width = side(most);
+        const int height = side(most);
         return even ? tavo::Size((width + 1) & ~1, (height + 1) & ~1) : tavo::Size(width, height);
     }
 
@@ -207,7 +208,7 @@ public:
             std::memset(_open.data() + first, 1, view.bytes);
         }
         if (poison) {
-            forEachClosed([](std::uint8_t* begin, std::size_t size) {
+            forEachClosed([](const std::uint8_t* begin, std::size_t size) {
                 ASAN_POISON_MEMORY_REGION(begin, size);
             });
         }
@@ -373,10 +374,11 @@ inline bool sameValues(const std::vector<std::uint8_t>& a,
         return a == b;
     }
     for (std::size_t i = 0; i + 4 <= a.size(); i += 4) {
-        float x, y;
+        float x;
+        float y;
         std::memcpy(&x, &a[i], sizeof(x));
         std::memcpy(&y, &b[i], sizeof(y));
-        if (std::memcmp(&x, &y, sizeof(x)) != 0 && !(std::isnan(x) && std::isnan(y))) {
+        if (std::memcmp(&a[i], &b[i], sizeof(x)) != 0 && !(std::isnan(x) && std::isnan(y))) {
             return false;
         }
     }

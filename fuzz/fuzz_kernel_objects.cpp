@@ -114,7 +114,7 @@ void fuzzResizer(Input& input) {
         fillFloats(src, input.number());
     }
     const std::size_t row_bytes = c.dstWidth * std::size_t(pixel);
-    const auto gap = std::size_t(unit * input.between(0, 3));
+    const std::size_t gap = std::size_t(unit) * std::size_t(input.between(0, 3));
     const bool bottom_up = input.flag();
     const std::uint32_t seed = input.seed();
     // Alike, since with other numbers of channels some write nothing.
@@ -190,7 +190,8 @@ struct PixelModel {
         if (!std::isfinite(sx) || !std::isfinite(sy)) {
             return;
         }
-        const float x = std::floor(sx), y = std::floor(sy);
+        const float x = std::floor(sx);
+        const float y = std::floor(sy);
         const auto wx = std::int32_t((sx - x) * 32.0f + 0.5f);
         const auto wy = std::int32_t((sy - y) * 32.0f + 0.5f);
         const std::uint8_t* const samples[] = {at(x, y), at(x + 1, y), at(x, y + 1),
@@ -223,11 +224,11 @@ void checkWarp(const Simd::WarpAffineParam& given, const Rows& src, Input& input
 
     const PixelModel model = {param, src};
     std::vector<std::uint8_t> expected = before;
-    const bool transparent = param.flags & Simd::WarpAffineBorderTransparent;
+    const bool transparent = (param.flags & Simd::WarpAffineBorderTransparent) != 0;
     for (std::uint32_t y = 0; y < param.dstH; ++y) {
         for (std::int32_t x = 0; x < std::int32_t(param.dstW); ++x) {
             std::uint8_t* const pixel =
-                expected.data() + (y * param.dstW + std::uint32_t(x)) * param.channels;
+                expected.data() + (std::size_t(y) * param.dstW + std::size_t(x)) * param.channels;
             if (!transparent) {
                 std::memcpy(pixel, param.border, param.channels);
             }
@@ -278,13 +279,14 @@ void fuzzWarp(Input& input) {
     std::memcpy(border, &bits, sizeof(border));
     const bool has_border = input.flag();
 
-    const auto width = std::uint32_t(from.width), height = std::uint32_t(from.height);
+    const auto width = std::uint32_t(from.width);
+    const auto height = std::uint32_t(from.height);
     const std::unique_ptr<Simd::WarpAffine> made(
         Simd::Base::WarpAffineInit(width, height, strideOf(src), std::uint32_t(to.width),
                                    std::uint32_t(to.height), std::uint32_t(to.width) * channels,
                                    channels, matrix, flags, has_border ? border : nullptr));
-    const bool bilinear = flags & Simd::WarpAffineInterpBilinear;
-    const bool bytes = !(flags & Simd::WarpAffineChannelBit);
+    const bool bilinear = (flags & Simd::WarpAffineInterpBilinear) != 0;
+    const bool bytes = (flags & Simd::WarpAffineChannelBit) == 0;
     if (channels < 1 || channels > 4 || (bilinear && !bytes)) {
         FUZZ_CHECK(!made, "a warp of %u channels with flags %u", channels, flags);
         return;

@@ -27,7 +27,8 @@ struct Planes {
 
     void add(
         const PlaneShape& shape, int w, int h, int gap, int head, bool up, std::uint32_t seed) {
-        const auto width = std::uint32_t(w), height = std::uint32_t(h);
+        const auto width = std::uint32_t(w);
+        const auto height = std::uint32_t(h);
         const auto unit = int(shape.sample);
         const std::size_t bytes = std::max<std::size_t>(shape.rowBytes(width, height), 1);
         const std::size_t count = std::max<std::size_t>(shape.rows(width, height), 1);
@@ -58,7 +59,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int width = rounded(input.side(is_run ? 400 : 150), kernel.width_step);
     const int height = is_run ? 1 : rounded(input.side(40), kernel.height_step);
 
-    Planes sources, actual, expected;
+    Planes sources;
+    Planes actual;
+    Planes expected;
     const int shared_gap = input.between(0, 40);
     const bool shared_order = input.flag();
     for (const PlaneShape& shape : kernel.sources) {
@@ -83,7 +86,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         actual.add(shape, width, height, gap, head, up, seed);
         expected.add(shape, width, height, gap, head, up, seed);
     }
-    const auto w = std::uint32_t(width), h = std::uint32_t(height);
+    const auto w = std::uint32_t(width);
+    const auto h = std::uint32_t(height);
     const Variant variant = chooseVariant(kernel, w, input.between(0, 1));
     kernel.run(Variant::Base, sources.planes, expected.planes, w, h);
     kernel.run(variant, sources.planes, actual.planes, w, h);

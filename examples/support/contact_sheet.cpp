@@ -30,17 +30,19 @@ void fill(Frame& bgr, Rect rect, unsigned char value) {
 
 void write(Frame& bgr, Point corner, const std::string& text) {
     struct Vertex {
-        float x, y, z;
+        float x;
+        float y;
+        float z;
         unsigned char colour[4];
     };
     std::vector<Vertex> vertices(300 * text.size() + 4);
     std::string line = text;  // the font wants it writable
-    const int quads = stb_easy_font_print(0, 0, &line[0], nullptr, vertices.data(),
+    const int quads = stb_easy_font_print(0, 0, line.data(), nullptr, vertices.data(),
                                           int(vertices.size() * sizeof(Vertex)));
-    for (int i = 0; i < quads; ++i) {
+    for (std::size_t i = 0; i < std::size_t(quads); ++i) {
         // The first and the third corner of an upright rectangle.
-        const Vertex& from = vertices[std::size_t(4 * i)];
-        const Vertex& to = vertices[std::size_t(4 * i + 2)];
+        const Vertex& from = vertices[4 * i];
+        const Vertex& to = vertices[4 * i + 2];
         fill(bgr,
              Rect(corner.x + int(from.x), corner.y + int(from.y), int(to.x - from.x),
                   int(to.y - from.y)),

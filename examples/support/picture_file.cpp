@@ -37,7 +37,7 @@ void writePicture(const Frame& bgr, const std::string& path) {
     Frame rgb;
     produceFrame(converter, rgb);
     const int stride = rgb.layout().plane[0].stride;
-    if (!stbi_write_png(path.c_str(), rgb.width(), rgb.height(), 3, rgb.planeData(0), stride)) {
+    if (stbi_write_png(path.c_str(), rgb.width(), rgb.height(), 3, rgb.planeData(0), stride) == 0) {
         throw std::runtime_error("can't write " + path);
     }
 }
