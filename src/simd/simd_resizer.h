@@ -449,6 +449,14 @@ protected:
                      std::ptrdiff_t ahead,
                      std::uint8_t* dst) const;
 
+    /// Makes destination rows from @p y on by the functions of the ratio.
+    /// @return how many rows; 0 where they don't serve
+    std::uint32_t ScaleByRatio(std::uint32_t y,
+                               const std::uint8_t* upper,
+                               const std::uint8_t* lower,
+                               std::uint8_t* dst,
+                               std::ptrdiff_t dstStep) const;
+
     // The inherited `ix` holds pixel numbers here; the inherited `ax` and `bx` stay empty.
     Table<std::uint8_t> weights;  ///< a pair (16 - weight, weight) for each destination element
     Table<std::uint8_t> rows[2];  ///< two horizontally interpolated rows, of 16-bit elements

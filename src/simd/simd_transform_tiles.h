@@ -92,7 +92,8 @@ void transposeTiles(Walk<PIXEL_SIZE> walk, std::uint32_t width, std::uint32_t he
     // that neither their lines nor the target's leave the cache too early, however they fall on its
     // sets.
     constexpr std::uint32_t BAND =
-        Tile::IS_PREFETCHED ? 2 * CACHE_LINE / PIXEL_SIZE / Tile::ROWS * Tile::ROWS : 64;
+        Tile::IS_PREFETCHED ? std::size_t{2} * CACHE_LINE / PIXEL_SIZE / Tile::ROWS * Tile::ROWS
+                            : 64;
     if (width < Tile::COLUMNS || height < Tile::ROWS) {
         movePixels(walk, width, height);
         return;

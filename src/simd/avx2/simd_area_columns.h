@@ -1,13 +1,5 @@
 // Areas that are weighed across rows first, in 32-bit sums of columns.
 //
-// With b the sum of a column, C their running sum up to a cell, and for each edge k
-//
-//     E(k) = ax[k] b[ix[k]] - ax[0] C[ix[k]]
-//
-// the sum of pixel k is E(k) - E(k + 1), in arithmetic modulo 2^32: the share behind the first
-// edge, the whole cells up to the second, less the share behind that. E(0) is 0. So a pixel takes
-// two products however many cells it covers.
-//
 // Row weights need 15 bits. Whole rows in between are summed first, in 15 bits.
 #pragma once
 
@@ -19,6 +11,7 @@
 #include "simd/avx2/simd_area_sums.h"
 #include "simd/avx2/simd_vectors.h"
 #include "simd/simd_area_tables.h"
+#include "simd/simd_column_sums.h"
 #include "simd/simd_row_step.h"
 
 namespace Simd {
@@ -163,67 +156,24 @@ inline void sumSingleColumn(const CellRows<Cells>& image,
 
 // ---- The horizontal pass ------------------------------------------------------------------------
 
-/// The horizontal pass; elements beyond the channels mean nothing.
-template <std::size_t CHANNELS>
-class ColumnSummer {
-public:
-    ColumnSummer(const std::uint32_t* sums, const std::int32_t* edge, const std::int32_t* weight)
-        : _sums(sums),
-          _edge(edge),
-          _weight(weight),
-          _full(_mm_set1_epi32(*weight)),
-          _cell(loadLane(sums)),
-          _running(_cell),
-          _before(_mm_setzero_si128()),
-          _begin(*edge) {}
+/// The words of the horizontal pass.
+struct ColumnWords {
+    using Quad = __m128i;
 
-    /// The sum of the next pixel.
-    __m128i next() {
-        const std::int32_t end = *++_edge;
-        for (std::int32_t cells = end - _begin; cells != 0; --cells) {
-            _sums += CHANNELS;
-            _cell = loadLane(_sums);
-            _running = _mm_add_epi32(_running, _cell);
-        }
-        _begin = end;
-        const __m128i share = _mm_mullo_epi32(_cell, _mm_set1_epi32(*++_weight));
-        const __m128i edgeSum = _mm_sub_epi32(share, _mm_mullo_epi32(_running, _full));
-        const __m128i pixel = _mm_sub_epi32(_before, edgeSum);
-        _before = edgeSum;
-        return pixel;
+    static Quad zero() { return _mm_setzero_si128(); }
+    static Quad load(const std::uint32_t* src) { return loadLane(src); }
+    static Quad repeat(const std::int32_t* element) { return _mm_set1_epi32(*element); }
+    static Quad add(Quad a, Quad b) { return _mm_add_epi32(a, b); }
+    static Quad subtract(Quad a, Quad b) { return _mm_sub_epi32(a, b); }
+    static Quad multiply(Quad a, Quad b) { return _mm_mullo_epi32(a, b); }
+    static Quad subtractProduct(Quad a, Quad b, Quad c) { return subtract(a, multiply(b, c)); }
+
+    static void store(Quad first, Quad second, std::uint8_t* to, std::uint8_t* next) {
+        const __m256i bytes = areaBytes(lanesOf(first, second));
+        _mm_storeu_si32(to, lowLane(bytes));
+        _mm_storeu_si32(next, highLane(bytes));
     }
-
-private:
-    const std::uint32_t* __restrict _sums;
-    const std::int32_t* __restrict _edge;
-    const std::int32_t* __restrict _weight;
-    __m128i _full;
-    __m128i _cell;
-    __m128i _running;
-    __m128i _before;
-    std::int32_t _begin;
 };
-
-template <std::size_t CHANNELS>
-void sumColumns(const std::uint32_t* sums,
-                const AreaAxis& columns,
-                std::uint32_t width,
-                std::uint8_t* __restrict dst) {
-    ColumnSummer<CHANNELS> pixels(sums, columns.index, columns.weight);
-    // Four bytes are stored at once; what is too much the next pixel writes over.
-    constexpr std::uint32_t NARROWEST = (sizeof(std::int32_t) - 1) / CHANNELS + 2;
-    for (; width >= NARROWEST; width -= 2, dst += 2 * CHANNELS) {
-        const __m128i first = pixels.next();
-        const __m256i bytes = areaBytes(lanesOf(first, pixels.next()));
-        _mm_storeu_si32(dst, lowLane(bytes));
-        _mm_storeu_si32(dst + CHANNELS, highLane(bytes));
-    }
-    for (; width != 0; --width, dst += CHANNELS) {
-        const __m128i last = pixels.next();
-        const std::int32_t pixel = _mm_cvtsi128_si32(lowLane(areaBytes(lanesOf(last, last))));
-        std::memcpy(dst, &pixel, CHANNELS);
-    }
-}
 
 }  // namespace
 }  // namespace Avx2

@@ -52,7 +52,7 @@ bool sumThenWeigh(const ResizerParam& p,
         if (p.srcWidth % Cells::SIDE != 0) {
             sumSingleColumn<CHANNELS>(image, rows, y, size, sums + size);
         }
-        sumColumns<CHANNELS>(sums, columns, p.dstWidth, dst);
+        sumColumns<CHANNELS, ColumnWords>(sums, columns, p.dstWidth, dst);
     }
     return true;
 }

@@ -192,8 +192,8 @@ void ResizerByteBilinear::EstimateBlocks() {
     if (shrinks && blockCount * WIDE_GAIN > size &&
         param.srcWidth * param.channels >= WIDE_WINDOW) {
         blockCount = estimateGatherBlocks(param, ix.data, blocks.data, WIDE_WINDOW);
-        positions.Resize(blockCount * WIDE_WINDOW, param.alignment);
-        for (std::uint32_t i = 0; i < blockCount; ++i) {
+        positions.Resize(std::uint64_t{blockCount} * WIDE_WINDOW, param.alignment);
+        for (std::size_t i = 0; i < blockCount; ++i) {
             std::memcpy(positions.data + i * GATHER_PAIRS, blocks.data[i].shuffle, GATHER_PAIRS);
         }
         spread<WIDE_WINDOW>(positions.data, blockCount);
@@ -209,7 +209,7 @@ void ResizerByteBilinear::BlendBlocks(const std::uint8_t* upper,
                                       std::int32_t lowerWeight,
                                       std::ptrdiff_t ahead,
                                       std::uint8_t* dst) const {
-    const auto blendBlocks = [&](std::uint32_t first, std::uint32_t count, std::uint8_t* to) {
+    const auto blendBlocks = [&](std::size_t first, std::uint32_t count, std::uint8_t* to) {
         const GatherBlock* const block = blocks.data + first;
         if (positions.size != 0) {
             gatherBlendWide(upper, lower, lowerWeight, ahead, block,
@@ -225,8 +225,28 @@ void ResizerByteBilinear::BlendBlocks(const std::uint8_t* upper,
         const std::size_t begin = blocks.data[last].dst / SUM_SIZE;
         std::uint8_t tail[VECTOR];
         blendBlocks(last, blockCount - last, tail);
-        std::memcpy(dst + begin, tail, param.dstWidth * param.channels - begin);
+        std::memcpy(dst + begin, tail, std::size_t{param.dstWidth} * param.channels - begin);
     }
+}
+
+std::uint32_t ResizerByteBilinear::ScaleByRatio(std::uint32_t y,
+                                                const std::uint8_t* upper,
+                                                const std::uint8_t* lower,
+                                                std::uint8_t* dst,
+                                                std::ptrdiff_t dstStep) const {
+    if (ratio == nullptr) {
+        return 0;
+    }
+    const auto scale = ratio->functions[param.channels - 1];
+    if (rowsFollow(ratio->ratio, iy.data + y, ay.data + y, param.dstHeight - y)) {
+        scale(upper, lower - upper, dst, dstStep, param.dstWidth);
+        return ratio->ratio.period;
+    }
+    if (lower == upper) {
+        scale(upper, 0, dst, 0, param.dstWidth);
+        return 1;
+    }
+    return 0;
 }
 
 void ResizerByteBilinear::Run(const std::uint8_t* src,
@@ -236,11 +256,12 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
     if (weights.size == 0) {
         EstimateColumns();
     }
+    const std::size_t size = std::size_t{param.dstWidth} * param.channels;
     const bool shrinks = param.srcHeight >= param.dstHeight;
     const auto interpolate = [&](std::int32_t row, std::uint8_t* sums) {
         gatherRow(src + row * RowStep(srcStride), blocks.data, blockCount, weights.data, sums);
     };
-    RowPair<std::uint8_t*> pair = {nullptr, nullptr};
+    RowPair<std::uint8_t*> pair = {rows[0].data, rows[1].data};
     for (std::uint32_t y = 0, count = 1; y < param.dstHeight; y += count) {
         const std::int32_t* const index = iy.data + y;
         const std::int32_t weight = ay.data[y];
@@ -248,21 +269,12 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
         const std::uint8_t* const upper =
             src + (*index + (weight == FRACTION ? 1 : 0)) * RowStep(srcStride);
         const std::uint8_t* const lower = single ? upper : upper + RowStep(srcStride);
-        const bool follows =
-            ratio != nullptr && rowsFollow(ratio->ratio, index, ay.data + y, param.dstHeight - y);
-        count = follows ? ratio->ratio.period : 1;
-        if (follows) {
-            ratio->functions[param.channels - 1](upper, lower - upper, dst, RowStep(dstStride),
-                                                 param.dstWidth);
-        } else if (ratio != nullptr && single) {
-            ratio->functions[param.channels - 1](upper, 0, dst, 0, param.dstWidth);
-        } else {
+        count = ScaleByRatio(y, upper, lower, dst, RowStep(dstStride));
+        if (count == 0) {
+            count = 1;
             if (blockCount == 0) {
                 EstimateBlocks();
-            }
-            if (pair.upper == nullptr) {
-                pair.upper = rows[0].data;
-                pair.lower = rows[1].data;
+                pair = {rows[0].data, rows[1].data};
             }
             if (shrinks) {
                 const bool last = y + 1 == param.dstHeight;
@@ -270,8 +282,7 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
                 BlendBlocks(upper, lower, weight, ahead, dst);
             } else {
                 pair.moveTo(*index, interpolate);
-                blendRows(pair.upper, pair.lower, weight,
-                          std::size_t{param.dstWidth} * param.channels, dst);
+                blendRows(pair.upper, pair.lower, weight, size, dst);
             }
         }
         dst += std::ptrdiff_t(count) * RowStep(dstStride);

@@ -92,7 +92,7 @@ private:
 
     static inline void loadRows(const std::uint8_t* src, std::ptrdiff_t step, __m256i (&v)[4]) {
         // The high lane ends with the last column, and begins within the low one.
-        static constexpr std::size_t HIGH = 8 * 3 - LANE;
+        static constexpr std::size_t HIGH = std::size_t{8} * 3 - LANE;
         static constexpr Shuffle WIDEN[2] = {
             {{0, 1, 2, ZERO, 3, 4, 5, ZERO, 6, 7, 8, ZERO, 9, 10, 11, ZERO}},
             {{4, 5, 6, ZERO, 7, 8, 9, ZERO, 10, 11, 12, ZERO, 13, 14, 15, ZERO}}};

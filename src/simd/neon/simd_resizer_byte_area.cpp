@@ -1,12 +1,7 @@
 // Shrinking of bytes by the mean of the area that a destination pixel covers.
 //
-// With b the weighted column sums, C their running sum up to a cell, and for each edge k
-//
-//     E(k) = ax[k] b[ix[k]] - ax[0] C[ix[k]]
-//
-// the sum of pixel k is E(k) - E(k + 1), in arithmetic modulo 2^32: the share behind the first
-// edge, the whole cells up to the second, less the share behind that. E(0) is 0. So a pixel costs
-// the same however many cells it covers.
+// The formula of the horizontal pass is told in simd_column_sums.h. With one channel the running
+// sums make a row of their own.
 //
 // Row weights need 16 bits. Whole rows in between are summed first, of which 16 bits hold 257.
 // Where each pixel takes 2 x 2 or 3 x 3 whole cells there is one sum of them, without running sums.
@@ -20,6 +15,7 @@
 #include "simd/neon/simd_streams.h"
 #include "simd/neon/simd_vectors.h"
 #include "simd/simd_area_tables.h"
+#include "simd/simd_column_sums.h"
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"
 #include "simd/simd_resizer_tables.h"
@@ -278,11 +274,11 @@ inline uint32x4_t sumColumnBlock(const std::uint32_t* sums,
 }
 
 /// The horizontal pass on running sums of one channel; @p width is at least one block.
-[[gnu::noinline]] void sumColumns(const std::uint32_t* __restrict sums,
-                                  const std::int32_t* __restrict edge,
-                                  const std::int32_t* __restrict weight,
-                                  std::uint32_t width,
-                                  std::uint8_t* __restrict dst) {
+[[gnu::noinline]] void weighRunningSums(const std::uint32_t* __restrict sums,
+                                        const std::int32_t* __restrict edge,
+                                        const std::int32_t* __restrict weight,
+                                        std::uint32_t width,
+                                        std::uint8_t* __restrict dst) {
     const uint32x4_t full = vdupq_n_u32(std::uint32_t(weight[0]));
     uint32x4_t before = vdupq_n_u32(0);
     for (std::uint32_t blocks = width / COLUMN_BLOCK; blocks != 0; --blocks) {
@@ -302,68 +298,26 @@ inline uint32x4_t sumColumnBlock(const std::uint32_t* sums,
     }
 }
 
-/// The horizontal pass on pixels of 2 to 4 channels; lanes beyond the channels mean nothing.
-template <std::size_t CHANNELS>
-class ColumnSummer {
-public:
-    ColumnSummer(const std::uint32_t* sums, const std::int32_t* edge, const std::int32_t* weight)
-        : _sums(sums),
-          _edge(edge),
-          _weight(weight),
-          _full(vdupq_n_u32(std::uint32_t(*weight))),
-          _cell(vld1q_u32(sums)),
-          _running(_cell),
-          _before(vdupq_n_u32(0)),
-          _begin(*edge) {}
+/// The words of the horizontal pass on pixels of 2 to 4 channels.
+struct ColumnWords {
+    using Quad = uint32x4_t;
 
-    /// The sum of the next pixel.
-    uint32x4_t next() {
-        const std::int32_t end = *++_edge;
-        for (std::int32_t cells = end - _begin; cells != 0; --cells) {
-            _sums += CHANNELS;
-            _cell = vld1q_u32(_sums);
-            _running = vaddq_u32(_running, _cell);
-        }
-        _begin = end;
-        ++_weight;
-        const uint32x4_t share = vmulq_u32(_cell, vreinterpretq_u32_s32(vld1q_dup_s32(_weight)));
-        const uint32x4_t edgeSum = vmlsq_u32(share, _running, _full);
-        const uint32x4_t pixel = vsubq_u32(_before, edgeSum);
-        _before = edgeSum;
-        return pixel;
+    static Quad zero() { return vdupq_n_u32(0); }
+    static Quad load(const std::uint32_t* src) { return vld1q_u32(src); }
+    static Quad repeat(const std::int32_t* element) {
+        return vreinterpretq_u32_s32(vld1q_dup_s32(element));
     }
+    static Quad add(Quad a, Quad b) { return vaddq_u32(a, b); }
+    static Quad subtract(Quad a, Quad b) { return vsubq_u32(a, b); }
+    static Quad multiply(Quad a, Quad b) { return vmulq_u32(a, b); }
+    static Quad subtractProduct(Quad a, Quad b, Quad c) { return vmlsq_u32(a, b, c); }
 
-private:
-    const std::uint32_t* __restrict _sums;
-    const std::int32_t* __restrict _edge;
-    const std::int32_t* __restrict _weight;
-    uint32x4_t _full;
-    uint32x4_t _cell;
-    uint32x4_t _running;
-    uint32x4_t _before;
-    std::int32_t _begin;
+    static void store(Quad first, Quad second, std::uint8_t* to, std::uint8_t* next) {
+        const uint32x2_t pair = vreinterpret_u32_u8(roundOff(first, second));
+        vst1_lane_u32(as<std::uint32_t>(to), pair, 0);
+        vst1_lane_u32(as<std::uint32_t>(next), pair, 1);
+    }
 };
-
-template <std::size_t CHANNELS>
-inline void sumColumns(const std::uint32_t* sums,
-                       const std::int32_t* edge,
-                       const std::int32_t* weight,
-                       std::uint32_t width,
-                       std::uint8_t* __restrict dst) {
-    ColumnSummer<CHANNELS> pixels(sums, edge, weight);
-    // Four bytes are stored at once; what is too much the next pixel writes over.
-    for (; width > 2; width -= 2, dst += 2 * CHANNELS) {
-        const uint32x4_t first = pixels.next();
-        const uint32x2_t pair = vreinterpret_u32_u8(roundOff(first, pixels.next()));
-        vst1_lane_u32(static_cast<std::uint32_t*>(static_cast<void*>(dst)), pair, 0);
-        vst1_lane_u32(static_cast<std::uint32_t*>(static_cast<void*>(dst + CHANNELS)), pair, 1);
-    }
-    for (; width != 0; --width, dst += CHANNELS) {
-        const uint32x4_t last = pixels.next();
-        const std::uint32_t pixel = vget_lane_u32(vreinterpret_u32_u8(roundOff(last, last)), 0);
-        std::memcpy(dst, &pixel, CHANNELS);
-    }
-}
 
 }  // namespace
 
@@ -403,10 +357,10 @@ void ResizerByteArea1x1::Run(const std::uint8_t* src,
             if constexpr (channels == 1) {
                 sums[0] = 0;
                 sumInto(RunningSums{sums, vdupq_n_u32(0)});
-                sumColumns(sums, ix.data, ax.data, param.dstWidth, dst);
+                weighRunningSums(sums, ix.data, ax.data, param.dstWidth, dst);
             } else {
                 sumInto(PlainSums{sums});
-                sumColumns<channels>(sums, ix.data, ax.data, param.dstWidth, dst);
+                sumColumns<channels, ColumnWords>(sums, columns, param.dstWidth, dst);
             }
         }
     });
