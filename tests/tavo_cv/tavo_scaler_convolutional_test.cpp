@@ -169,8 +169,8 @@ template <class T, class SampleAt>
 std::int64_t weighted(const Axis<T>& axis, int i, int bytes, const SampleAt& sampleAt) {
     std::int64_t sum = 0;
     for (int j = 0; j < axis.aperture; ++j) {
-        const std::int32_t weight = axis.weights[std::size_t(i)][std::size_t(j)];
-        sum += std::int32_t(std::uint32_t(weight) * sampleAt(j));
+        const T weight = axis.weights[std::size_t(i)][std::size_t(j)];
+        sum += std::int32_t(std::uint32_t(std::int32_t{weight}) * sampleAt(j));
     }
     const std::int64_t most = (std::int64_t(1) << (8 * bytes)) - 1;
     return std::min(std::max<std::int64_t>(sum / UNIT<T>, 0), most);
