@@ -34,15 +34,15 @@ LOOPS = [
     ("add to float", "float", "AddValue", "", 32),
     ("multiply float", "float", "MultiplyValue", "", 32),
     ("half to float", "float", "Float16ToFloat32", "", 32),
-    ("float to half", "float", "Float32ToFloat16", "", 32),
-    ("transpose 1 B", "transform", r"transposeTiles<1u", "zip|trn", 128),
-    ("transpose 2 B", "transform", r"transposeTiles<2u", "zip|trn", 64),
-    ("transpose 3 B", "transform", r"(forBlocks<0u, 8u, 3u|transposeTiles<3u)", "st3", 64),
-    ("transpose 4 B", "transform", r"transposeTiles<4u", "zip|trn", 16),
-    ("reverse 1 B", "transform", r"transform<1u.*reverseRows<1u", "rev64", 32),
-    ("reverse 2 B", "transform", r"transform<2u.*reverseRows<2u", "rev64", 16),
-    ("reverse 3 B", "transform", r"transform<3u.*reverseRows<3u", "rev64", 8),
-    ("reverse 4 B", "transform", r"transform<4u.*reverseRows<4u", "rev64", 8),
+    ("float to half", "float", "Float32ToFloat16", "max", 64),
+    ("transpose 1 B", "transform", r"transposeTiles<.*Tile<1u", "zip|trn", 128),
+    ("transpose 2 B", "transform", r"transposeTiles<.*Tile<2u", "zip|trn", 64),
+    ("transpose 3 B", "transform", r"(forBlocks<0u, 8u, 3u|transposeTiles<.*Tile<3u)", "st3", 64),
+    ("transpose 4 B", "transform", r"transposeTiles<.*Tile<4u", "zip|trn", 16),
+    ("reverse 1 B", "transform", r"transform<1u.*reverseRows<.*Block<1u", "rev64", 32),
+    ("reverse 2 B", "transform", r"transform<2u.*reverseRows<.*Block<2u", "rev64", 16),
+    ("reverse 3 B", "transform", r"transform<3u.*reverseRows<.*Block<3u", "rev64", 8),
+    ("reverse 4 B", "transform", r"transform<4u.*reverseRows<.*Block<4u", "rev64", 8),
     ("nearest: 16-byte windows", "resizer_nearest", r"gather<16u", "tbl", 64),
     ("nearest: 64-byte windows", "resizer_nearest", r"gather<64u", "tbl", 64),
     ("nearest: half", "resizer_nearest", r"halve<1u", "", 64),
@@ -56,8 +56,8 @@ LOOPS = [
     ("bilinear: double, gray", "resizer_ratios", r"doubleRows<1u", "", 64),
     ("bilinear: double, BGR", "resizer_ratios", r"doubleRows<3u", "", 32),
     ("area: 1/3, gray", "resizer_ratios", r"averageThirds<1u", "", 8),
-    ("area: running sums", "resizer_byte_area", "Run", "st4", 32),
-    ("area: columns, gray", "resizer_byte_area", "Run", "uzp", 8),
+    ("area: running sums", "resizer_byte_area", "sumRows<.*RunningSums", "st4", 32),
+    ("area: columns, gray", "resizer_byte_area", "weighRunningSums", "uzp", 8),
     ("area: whole rows", "resizer_byte_area", "sumRows<.*PlainSums", r"addw|uaddw", 32),
     ("bicubic: look-ups", "resizer_byte_bicubic", r"sum<16u", "", 16),
     ("bicubic: between rows", "resizer_byte_bicubic", "blend", "", 16),
@@ -97,14 +97,31 @@ def functions(processor, family):
             yield name[1], re.findall(r"^ +([0-9a-f]+):\s+(.*)$", part, re.MULTILINE)
 
 
+def without_rare(code):
+    """A loop without the calls that branches lead around."""
+    index = {address: i for i, (address, _) in enumerate(code)}
+    common, i = [], 0
+    while i < len(code):
+        common.append(code[i])
+        branch = BRANCH.match(code[i][1])
+        after = index.get(branch[1], 0) if branch else 0
+        calls = any(re.match(r"bl\b", text) for _, text in code[i + 1 : after])
+        i = after if calls else i + 1
+    return common
+
+
 def inner_loops(code):
-    """Straight loops: there is no branch but the last."""
+    """Straight loops: there is no branch but the last, and those around rare calls."""
     index = {address: i for i, (address, _) in enumerate(code)}
     for end, (_, text) in enumerate(code):
         target = BRANCH.match(text)
         start = index.get(target[1], end + 1) if target else end + 1
-        loop = [text for _, text in code[start : end + 1]]
-        if loop and not any(BRANCH.match(text) or LEAVES.match(text) for text in loop[:-1]):
+        whole = code[start : end + 1]
+        common = without_rare(whole)
+        around = len(common) < len(whole)
+        loop = [text for _, text in common]
+        branches = sum(1 for text in loop[:-1] if BRANCH.match(text))
+        if loop and branches == int(around) and not any(map(LEAVES.match, loop[:-1])):
             yield loop
 
 
@@ -127,7 +144,7 @@ def read(processor, family, function, marker):
     best = None
     for name, code in functions(processor, family):
         # 64-bit names say "ul" for sizes, and only the function's own name counts.
-        if not re.search(r"(?:^|\W)" + function, name.replace("ul", "u")):
+        if not re.search(r"(?:^|\W)" + function, re.sub(r"(\d)ul", r"\1u", name)):
             continue
         for loop in inner_loops(code):
             weight = sum(1 for text in loop if processor.vector.search(text))

@@ -138,7 +138,7 @@ inline void putHalves(const float*& src, unsigned short*& dst, HalfOf half_of) {
     scheduleInOrder();
 }
 
-inline void convertToHalves(const float* src, std::uint32_t size, unsigned short* dst) {
+[[gnu::noinline]] void convertToHalves(const float* src, std::uint32_t size, unsigned short* dst) {
     convert(src, size, dst, [](const float*& from, unsigned short*& to) {
         for (std::uint32_t i = 0; i < BLOCK; i += 8) {
             putHalves(from, to, halfOfSingle);
