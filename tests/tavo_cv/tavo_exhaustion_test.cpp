@@ -432,6 +432,14 @@ long runBackendDry() {
     }
     operations.push_back(
         working<Backend>("mul", FRAME_GRAY_32F, FRAME_GRAY_32F, SOURCE_SIZE, mulUnaligned));
+    for (const bool multiplies : {false, true}) {
+        operations.push_back(working<Backend>(
+            multiplies ? "mul of a region" : "add to a region", FRAME_BGR_32F, FRAME_BGR_32F,
+            SOURCE_SIZE, [=](ICvBackend& b, const Frame& from, Frame& to) {
+                from.copyTo(to);
+                multiplies ? b.mul(to, 1.5f, REGION) : b.add(to, 1.5f, REGION);
+            }));
+    }
     return runDry(operations);
 }
 
