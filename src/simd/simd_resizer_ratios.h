@@ -23,14 +23,16 @@ struct Ratio {
 
 /// How a vector variant scales by a ratio.
 struct RatioForm {
-    /// Scales a period of rows.
-    /// @param src   the upper source row of the first of them; steps are the bytes between rows
-    /// @param width destination pixels
+    /// Scales periods of rows, each below the one before.
+    /// @param src     the upper source row of the first row; steps are the bytes between rows
+    /// @param width   destination pixels
+    /// @param periods at least 1
     using Function = void(const std::uint8_t* src,
                           std::ptrdiff_t srcStep,
                           std::uint8_t* dst,
                           std::ptrdiff_t dstStep,
-                          std::uint32_t width);
+                          std::uint32_t width,
+                          std::uint32_t periods);
 
     Ratio ratio;
     std::uint32_t narrowest;  ///< width that the functions take
@@ -71,6 +73,13 @@ constexpr Ratio THIRD = {1, 3, 0, {{1, 0}}};
 constexpr Ratio TWO_THIRDS = {2, 3, 0, {{0, 4}, {1, 12}}};
 constexpr Ratio DOUBLE = {2, 1, 1, {{0, 4}, {0, 12}}};
 
+/// Scales a period of rows, with arguments as RatioForm::Function has.
+using PeriodFunction = void(const std::uint8_t* src,
+                            std::ptrdiff_t srcStep,
+                            std::uint8_t* dst,
+                            std::ptrdiff_t dstStep,
+                            std::uint32_t width);
+
 /// Whether the columns are those of @p ratio. A column in the margin is the edge pixel itself.
 /// @param tapAt yields the ByteTap of a column
 template <class TapAt>
@@ -95,36 +104,39 @@ inline bool columnsFollow(const Ratio& ratio, std::uint32_t width, TapAt tapAt) 
     return true;
 }
 
-/// Whether the next rows are a period of @p ratio, wherever in the source it starts.
+/// How many periods of @p ratio the next rows are, wherever in the source they start.
 /// @param count rows that are left
-inline bool rowsFollow(const Ratio& ratio,
-                       const std::int32_t* index,
-                       const std::int32_t* weight,
-                       std::uint32_t count) {
-    if (count < ratio.period || weight[0] != ratio.taps[0].weight) {
-        return false;
+inline std::uint32_t periodsAhead(const Ratio& ratio,
+                                  const std::int32_t* index,
+                                  const std::int32_t* weight,
+                                  std::uint32_t count) {
+    const std::int32_t first = index[0];
+    const std::uint32_t most = count / ratio.period;
+    std::uint32_t periods = 0;
+    for (; periods < most; ++periods, index += ratio.period, weight += ratio.period) {
+        const std::int32_t start = first + std::int32_t(periods) * ratio.step;
+        for (std::uint32_t k = 0; k < ratio.period; ++k) {
+            if (index[k] - start != ratio.taps[k].index - ratio.taps[0].index ||
+                weight[k] != ratio.taps[k].weight) {
+                return periods;
+            }
+        }
     }
-    return ratio.period == 1 || (index[1] - index[0] == ratio.taps[1].index - ratio.taps[0].index &&
-                                 weight[1] == ratio.taps[1].weight);
+    return periods;
 }
 
-/// The first and the last pixel of two doubled rows, which lie at edge pixels.
-template <std::size_t CHANNELS>
-inline void doubleEdges(const std::uint8_t* upper,
-                        const std::uint8_t* lower,
-                        std::uint8_t* dst,
-                        std::uint8_t* next,
-                        std::uint32_t width) {
-    const auto quarters = [](std::uint8_t near, std::uint8_t far) {
-        return std::uint8_t((3 * near + far + 2) >> 2);
-    };
-    const std::size_t fromLast = (width / 2 - 1) * CHANNELS;
-    const std::size_t toLast = (width - 1) * CHANNELS;
-    for (std::size_t c = 0; c < CHANNELS; ++c) {
-        dst[c] = quarters(upper[c], lower[c]);
-        next[c] = quarters(lower[c], upper[c]);
-        dst[toLast + c] = quarters(upper[fromLast + c], lower[fromLast + c]);
-        next[toLast + c] = quarters(lower[fromLast + c], upper[fromLast + c]);
+/// Scales periods one by one.
+template <const Ratio& RATIO, PeriodFunction* SCALE>
+void scalePeriods(const std::uint8_t* src,
+                  std::ptrdiff_t srcStep,
+                  std::uint8_t* dst,
+                  std::ptrdiff_t dstStep,
+                  std::uint32_t width,
+                  std::uint32_t periods) {
+    for (; periods != 0; --periods) {
+        SCALE(src, srcStep, dst, dstStep, width);
+        src += RATIO.step * srcStep;
+        dst += std::ptrdiff_t(RATIO.period) * dstStep;
     }
 }
 

@@ -34,14 +34,13 @@ inline bool scaleWholeCells(const ResizerParam& p,
         wholeCells(rows.index, rows.weight, p.dstHeight) != cells) {
         return false;
     }
+    if (halves) {
+        half.functions[p.channels - 1](src, srcStep, dst, dstStep, p.dstWidth, p.dstHeight);
+        return true;
+    }
     for (std::uint32_t y = 0; y < p.dstHeight; ++y, dst += dstStep) {
-        const std::uint8_t* const first = src + rows.index[y] * srcStep;
-        if (halves) {
-            half.functions[p.channels - 1](first, srcStep, dst, dstStep, p.dstWidth);
-        } else {
-            thirds(first, srcStep, dst, p.dstWidth, std::uint16_t(rows.weight[0]),
-                   std::uint16_t(columns.weight[0]));
-        }
+        thirds(src + rows.index[y] * srcStep, srcStep, dst, p.dstWidth,
+               std::uint16_t(rows.weight[0]), std::uint16_t(columns.weight[0]));
     }
     return true;
 }

@@ -418,13 +418,13 @@ TEST(Resizer, RatiosOfSmallNumbers) {
     const Size ratios[][2] = {{2, 1}, {3, 1}, {3, 2}, {1, 2}, {4, 1}, {1, 1}, {4, 3}};
     const Size kinds[][2] = {{Byte, Linear}, {Byte, Area}, {Float, Linear}, {Float, LinearTopLeft}};
     std::mt19937 random(8);
-    for (Size i = 0; i < 7 * 4 * 4 * 9 && !HasFatalFailure(); ++i) {
+    for (Size i = 0; i < 7 * 4 * 4 * 10 && !HasFatalFailure(); ++i) {
         const auto& [across, to] = ratios[i % 7];
         const auto& [type, method] = kinds[i / 7 % 4];
         const Size turn = i / 28 / 4;
-        // Vectors begin at 16 columns, doubled rows at 34.
-        const Size lengths[] = {16, 20, 18, 30, 33, 36, 34, 66, 3 + Size(random()) % 70};
-        const Size columns = lengths[turn] / to + turn % 2, rows = 2 + turn % 4;
+        // Vectors begin at 16 columns, doubled rows at 34 or 66 and in bands of 8.
+        const Size lengths[] = {16, 20, 18, 67, 33, 36, 194, 66, 3 + Size(random()) % 70, 34};
+        const Size columns = lengths[turn] / to + turn % 2, rows = turn == 6 ? 20 : 2 + turn % 4;
         Shape s = {columns * across, rows * across, columns * to, rows * to,
                    i / 28 % 4 + 1,   type,          method};
         if (turn % 3 == 1) {

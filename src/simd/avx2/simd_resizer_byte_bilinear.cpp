@@ -238,12 +238,14 @@ std::uint32_t ResizerByteBilinear::ScaleByRatio(std::uint32_t y,
         return 0;
     }
     const auto scale = ratio->functions[param.channels - 1];
-    if (rowsFollow(ratio->ratio, iy.data + y, ay.data + y, param.dstHeight - y)) {
-        scale(upper, lower - upper, dst, dstStep, param.dstWidth);
-        return ratio->ratio.period;
+    const std::uint32_t periods =
+        periodsAhead(ratio->ratio, iy.data + y, ay.data + y, param.dstHeight - y);
+    if (periods != 0) {
+        scale(upper, lower - upper, dst, dstStep, param.dstWidth, periods);
+        return periods * ratio->ratio.period;
     }
     if (lower == upper) {
-        scale(upper, 0, dst, 0, param.dstWidth);
+        scale(upper, 0, dst, 0, param.dstWidth, 1);
         return 1;
     }
     return 0;

@@ -21,7 +21,6 @@ namespace Simd {
 namespace Avx2 {
 namespace {
 
-constexpr std::uint32_t NARROWEST = 32;
 constexpr std::size_t SUMS = LANE / 2;  // of 16 bits, in a lane
 
 // ---- Half ---------------------------------------------------------------------------------------
@@ -111,18 +110,27 @@ template <std::size_t CHANNELS>
 }
 
 // ---- Double -------------------------------------------------------------------------------------
+//
+// Sums along a row, s = 12 near + 4 far, are blended as
+//
+//     (12 s + 4 t + 128) >> 8  =  (s + (s + t) / 2 + 16) >> 5
+//
+// where all sums are even. The mean of two rows serves two destination rows, and a row's sums four.
 
-/// The way of source bytes into blocks of 16 or 32 destination pixels, with the nearer of two
-/// pixels first.
-template <std::size_t CHANNELS>
+/// Where a block stands in its row. At an edge the pixel itself stands in for its neighbour.
+enum class Place { First, Inner, Last };
+
+/// The way of source bytes into a block of destination pixels: for each byte the nearer sample and
+/// the farther one. Places in the source count from the block's first pixel on.
+template <std::size_t CHANNELS, Place PLACE>
 struct DoubleOrder {
-    static constexpr std::size_t VECTORS = CHANNELS == 3 ? 3 : 1;
-    static constexpr std::size_t BYTES = VECTORS * VECTOR;  // of a destination row
-    static constexpr std::size_t COLUMNS = BYTES / CHANNELS;
-    static constexpr std::size_t SOURCE = (COLUMNS / 2 + 1) * CHANNELS;  // bytes
+    /// Whole lines of memory, where that is a whole number of pixels.
+    static constexpr int VECTORS = CHANNELS == 3 ? 3 : 2;
+    static constexpr int BYTES = VECTORS * int(VECTOR);  // of a destination row
+    static constexpr int PIXEL = int(CHANNELS);
 
     struct Part {
-        std::size_t start;     // of the bytes in a row that a lane loads
+        std::ptrdiff_t start;  // of the bytes in a row that a lane loads
         std::size_t distance;  // to those of the other lane
         std::uint8_t low[VECTOR];
         std::uint8_t high[VECTOR];
@@ -130,87 +138,112 @@ struct DoubleOrder {
 
     Part part[VECTORS] = {};
 
-    /// Left pixel of a destination byte, as a place in the source.
-    static constexpr std::size_t leftOf(std::size_t byte) {
-        return byte / CHANNELS / 2 * CHANNELS + byte % CHANNELS;
+    static constexpr int FIRST = PLACE == Place::First ? 0 : -1;  // pixel that the source has
+    static constexpr int LAST = BYTES / PIXEL / 2 - (PLACE == Place::Last ? 1 : 0);
+
+    static constexpr int placeOf(int pixel, int channel) {
+        const int there = pixel < FIRST ? FIRST : pixel > LAST ? LAST : pixel;
+        return there * PIXEL + channel;
     }
 
-    static constexpr std::size_t startOf(std::size_t byte) {
-        const std::size_t first = byte / CHANNELS / 2 * CHANNELS;
-        return first < SOURCE - LANE ? first : SOURCE - LANE;
+    static constexpr int startOf(int lane) {
+        const int first = placeOf(lane * int(LANE) / PIXEL / 2 - 1, 0);
+        const int last = (LAST + 1) * PIXEL - int(LANE);
+        return first < last ? first : last;
     }
 
     constexpr DoubleOrder() {
-        for (std::size_t byte = 0; byte < BYTES; ++byte) {
-            Part& to = part[byte / VECTOR];
-            const std::size_t lane = byte / LANE * LANE;
-            const std::size_t left = leftOf(byte) - startOf(lane);
-            const bool isLeft = byte / CHANNELS % 2 == 0;
-            const std::size_t place = lane % VECTOR + byte % SUMS * 2;
-            std::uint8_t* const order = byte % LANE < SUMS ? to.low : to.high;
-            order[place] = std::uint8_t(isLeft ? left : left + CHANNELS);
-            order[place + 1] = std::uint8_t(isLeft ? left + CHANNELS : left);
+        for (int byte = 0; byte < BYTES; ++byte) {
+            const int pixel = byte / PIXEL / 2;
+            const int neighbour = byte / PIXEL % 2 == 0 ? pixel - 1 : pixel + 1;
+            const int lane = byte / int(LANE);
+            Part& to = part[lane / 2];
+            std::uint8_t* const pair = (byte % int(LANE) < int(SUMS) ? to.low : to.high) +
+                                       lane % 2 * int(LANE) + byte % int(SUMS) * 2;
+            pair[0] = std::uint8_t(placeOf(pixel, byte % PIXEL) - startOf(lane));
+            pair[1] = std::uint8_t(placeOf(neighbour, byte % PIXEL) - startOf(lane));
         }
-        for (std::size_t i = 0; i < VECTORS; ++i) {
-            part[i].start = startOf(i * VECTOR);
-            part[i].distance = startOf(i * VECTOR + LANE) - part[i].start;
+        for (int i = 0; i < VECTORS; ++i) {
+            part[i].start = startOf(2 * i);
+            part[i].distance = std::size_t(startOf(2 * i + 1) - startOf(2 * i));
         }
     }
 };
 
-struct TwoRows {
-    __m256i first;
-    __m256i second;
+/// Those of 32 destination bytes, in the order in which a pack takes them.
+struct DoubledSums {
+    __m256i low;
+    __m256i high;
 };
 
-/// @param order of the bytes of both rows
-inline TwoRows doubled(__m256i upper, __m256i lower, const std::uint8_t* order) {
-    const __m256i nearer = bytePairs(9, 3);
-    const __m256i farther = bytePairs(3, 1);
-    const __m256i positions = load(order);
-    const __m256i above = _mm256_shuffle_epi8(upper, positions);
-    const __m256i below = _mm256_shuffle_epi8(lower, positions);
-    return {roundedShift<4>(_mm256_add_epi16(_mm256_maddubs_epi16(above, nearer),
-                                             _mm256_maddubs_epi16(below, farther))),
-            roundedShift<4>(_mm256_add_epi16(_mm256_maddubs_epi16(below, nearer),
-                                             _mm256_maddubs_epi16(above, farther)))};
+template <class Part>
+inline DoubledSums sumsOf(const std::uint8_t* row, const Part& part) {
+    const __m256i weights = bytePairs(12, 4);
+    const __m256i bytes = loadLanes(row + part.start, part.distance);
+    return {_mm256_maddubs_epi16(_mm256_shuffle_epi8(bytes, load(part.low)), weights),
+            _mm256_maddubs_epi16(_mm256_shuffle_epi8(bytes, load(part.high)), weights)};
 }
 
-template <std::size_t CHANNELS>
-struct DoubleBlock {
-    using Order = DoubleOrder<CHANNELS>;
+inline __m256i blendDoubled(const DoubledSums& nearer, const DoubledSums& means) {
+    return _mm256_packus_epi16(roundedShift<5>(_mm256_add_epi16(nearer.low, means.low)),
+                               roundedShift<5>(_mm256_add_epi16(nearer.high, means.high)));
+}
 
-    void operator()(const std::uint8_t* upper,
-                    const std::uint8_t* lower,
-                    std::uint8_t* dst,
-                    std::uint8_t* next) const {
-        static constexpr Order ORDER;
-        for (std::size_t i = 0; i < Order::VECTORS; ++i) {
-            const typename Order::Part& part = ORDER.part[i];
-            const __m256i above = loadLanes(upper + part.start, part.distance);
-            const __m256i below = loadLanes(lower + part.start, part.distance);
-            const TwoRows low = doubled(above, below, part.low);
-            const TwoRows high = doubled(above, below, part.high);
-            store(dst + i * VECTOR, _mm256_packus_epi16(low.first, high.first));
-            store(next + i * VECTOR, _mm256_packus_epi16(low.second, high.second));
+/// A block of each of the rows.
+template <std::size_t CHANNELS, Place PLACE>
+inline void doubleBlock(const std::uint8_t* src,
+                        std::ptrdiff_t srcStep,
+                        std::uint8_t* dst,
+                        std::ptrdiff_t dstStep,
+                        std::uint32_t periods) {
+    static constexpr DoubleOrder<CHANNELS, PLACE> ORDER;
+    constexpr int VECTORS = ORDER.VECTORS;
+    DoubledSums upper[VECTORS];
+    for (int i = 0; i < VECTORS; ++i) {
+        upper[i] = sumsOf(src, ORDER.part[i]);
+    }
+    for (; periods != 0; --periods, dst += 2 * dstStep) {
+        src += srcStep;
+        // Stores alternate between rows as seldom as lines of memory allow: it slows them down.
+        __m256i second[VECTORS];
+        for (int i = 0; i < VECTORS; ++i) {
+            const DoubledSums lower = sumsOf(src, ORDER.part[i]);
+            const DoubledSums means = {_mm256_avg_epu16(upper[i].low, lower.low),
+                                       _mm256_avg_epu16(upper[i].high, lower.high)};
+            store(dst + i * std::ptrdiff_t{VECTOR}, blendDoubled(upper[i], means));
+            second[i] = blendDoubled(lower, means);
+            upper[i] = lower;
+        }
+        for (int i = 0; i < VECTORS; ++i) {
+            store(dst + dstStep + i * std::ptrdiff_t{VECTOR}, second[i]);
         }
     }
-};
+}
 
+/// So many that the rows of a band stay in the first cache from block to block.
+constexpr std::uint32_t BAND_PERIODS = 8;
+
+/// @param width more than a block
 template <std::size_t CHANNELS>
 [[gnu::flatten]] void doubleRows(const std::uint8_t* src,
                                  std::ptrdiff_t srcStep,
                                  std::uint8_t* dst,
                                  std::ptrdiff_t dstStep,
-                                 std::uint32_t width) {
-    const std::uint8_t* const lower = src + srcStep;
-    std::uint8_t* const next = dst + dstStep;
-    doubleEdges<CHANNELS>(src, lower, dst, next, width);
-    using Order = DoubleOrder<CHANNELS>;
-    using Bytes = Source<Order::BYTES / 2>;
-    using Results = Target<Order::BYTES>;
-    processRow<Order::COLUMNS>(width - 2, DoubleBlock<CHANNELS>(), Bytes{src, 0u}, Bytes{lower, 0u},
-                               Results{dst + CHANNELS, 0u}, Results{next + CHANNELS, 0u});
+                                 std::uint32_t width,
+                                 std::uint32_t periods) {
+    constexpr int BYTES = DoubleOrder<CHANNELS, Place::Inner>::BYTES;
+    const std::ptrdiff_t last = std::ptrdiff_t{width} * std::ptrdiff_t(CHANNELS) - BYTES;
+    while (periods != 0) {
+        const std::uint32_t count = periods < BAND_PERIODS ? periods : BAND_PERIODS;
+        doubleBlock<CHANNELS, Place::First>(src, srcStep, dst, dstStep, count);
+        for (std::ptrdiff_t x = BYTES; x < last; x += BYTES) {
+            doubleBlock<CHANNELS, Place::Inner>(src + x / 2, srcStep, dst + x, dstStep, count);
+        }
+        doubleBlock<CHANNELS, Place::Last>(src + last / 2, srcStep, dst + last, dstStep, count);
+        src += std::ptrdiff_t(count) * srcStep;
+        dst += std::ptrdiff_t{2} * count * dstStep;
+        periods -= count;
+    }
 }
 
 // ---- Means of thirds ----------------------------------------------------------------------------
@@ -299,14 +332,17 @@ template <std::size_t CHANNELS>
         Bytes{src + srcStep, 0u}, Bytes{src + 2 * srcStep, 0u}, Target<Order::BYTES>{dst, 0u});
 }
 
+template <std::size_t CHANNELS>
+constexpr RatioForm::Function* HALVE = scalePeriods<HALF, halve<CHANNELS>>;
+
 }  // namespace
 
 // The other ratios are as quick by look-ups.
 const RatioForm RatioForms[RatioCount] = {
-    {HALF, NARROWEST, {halve<1>, halve<2>, halve<3>, halve<4>}},
+    {HALF, 32, {HALVE<1>, HALVE<2>, HALVE<3>, HALVE<4>}},
     {THIRD, 0, {}},
     {TWO_THIRDS, 0, {}},
-    {DOUBLE, NARROWEST + 2, {doubleRows<1>, doubleRows<2>, doubleRows<3>, doubleRows<4>}},
+    {DOUBLE, 66, {doubleRows<1>, doubleRows<2>, doubleRows<3>, doubleRows<4>}},
 };
 
 MeanOfThirds* const MeansOfThirds[4] = {averageThirds<1>, averageThirds<2>, averageThirds<3>,

@@ -330,11 +330,13 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
             const std::int32_t weight = ay.data[y];
             const std::uint32_t left = param.dstHeight - y;
             const std::uint8_t* const upper = src + *index * RowStep(srcStride);
+            const std::uint32_t periods =
+                ratio != nullptr ? periodsAhead(ratio->ratio, index, ay.data + y, left) : 0;
             count = 1;
-            if (ratio != nullptr && rowsFollow(ratio->ratio, index, ay.data + y, left)) {
-                count = ratio->ratio.period;
+            if (periods != 0) {
+                count = periods * ratio->ratio.period;
                 ratio->functions[channels - 1](upper, RowStep(srcStride), dst, RowStep(dstStride),
-                                               param.dstWidth);
+                                               param.dstWidth, periods);
             } else if (blockCount == 0 && standsAlone(pair.current, index, left)) {
                 fetchBlend<channels>(upper, upper + RowStep(srcStride), weight, ix.data,
                                      weights.data, param.dstWidth, dst);

@@ -403,6 +403,26 @@ void scaleByTwoThirds(const std::uint8_t* __restrict src,
         {{src, src + srcStep, src + 2 * srcStep}, {dst, dst + dstStep}}, width);
 }
 
+/// The first and the last pixel of two doubled rows, which lie at edge pixels.
+template <std::size_t CHANNELS>
+inline void doubleEdges(const std::uint8_t* upper,
+                        const std::uint8_t* lower,
+                        std::uint8_t* dst,
+                        std::uint8_t* next,
+                        std::uint32_t width) {
+    const auto quarters = [](std::uint8_t near, std::uint8_t far) {
+        return std::uint8_t((3 * near + far + 2) >> 2);
+    };
+    const std::size_t fromLast = (width / 2 - 1) * CHANNELS;
+    const std::size_t toLast = (width - 1) * CHANNELS;
+    for (std::size_t c = 0; c < CHANNELS; ++c) {
+        dst[c] = quarters(upper[c], lower[c]);
+        next[c] = quarters(lower[c], upper[c]);
+        dst[toLast + c] = quarters(upper[fromLast + c], lower[fromLast + c]);
+        next[toLast + c] = quarters(lower[fromLast + c], upper[fromLast + c]);
+    }
+}
+
 template <std::size_t CHANNELS>
 void doubleRows(const std::uint8_t* __restrict src,
                 std::ptrdiff_t srcStep,
@@ -416,13 +436,22 @@ void doubleRows(const std::uint8_t* __restrict src,
                                        width - 2);
 }
 
+template <std::size_t CHANNELS>
+constexpr RatioForm::Function* HALVE = scalePeriods<HALF, halve<CHANNELS>>;
+template <std::size_t CHANNELS>
+constexpr RatioForm::Function* BY_THIRD = scalePeriods<THIRD, scaleByThird<CHANNELS>>;
+template <std::size_t CHANNELS>
+constexpr RatioForm::Function* BY_TWO_THIRDS = scalePeriods<TWO_THIRDS, scaleByTwoThirds<CHANNELS>>;
+template <std::size_t CHANNELS>
+constexpr RatioForm::Function* DOUBLED = scalePeriods<DOUBLE, doubleRows<CHANNELS>>;
+
 }  // namespace
 
 const RatioForm RatioForms[RatioCount] = {
-    {HALF, 16, {halve<1>, halve<2>, halve<3>, halve<4>}},
-    {THIRD, 16, {scaleByThird<1>, scaleByThird<2>, scaleByThird<3>, scaleByThird<4>}},
-    {TWO_THIRDS, 16, {scaleByTwoThirds<1>, scaleByTwoThirds<2>, nullptr, scaleByTwoThirds<4>}},
-    {DOUBLE, 34, {doubleRows<1>, doubleRows<2>, doubleRows<3>, doubleRows<4>}},
+    {HALF, 16, {HALVE<1>, HALVE<2>, HALVE<3>, HALVE<4>}},
+    {THIRD, 16, {BY_THIRD<1>, BY_THIRD<2>, BY_THIRD<3>, BY_THIRD<4>}},
+    {TWO_THIRDS, 16, {BY_TWO_THIRDS<1>, BY_TWO_THIRDS<2>, nullptr, BY_TWO_THIRDS<4>}},
+    {DOUBLE, 34, {DOUBLED<1>, DOUBLED<2>, DOUBLED<3>, DOUBLED<4>}},
 };
 
 MeanOfThirds* const MeansOfThirds[4] = {averageThirds<1>, averageThirds<2>, nullptr,
