@@ -24,6 +24,12 @@ using Source = Image<BLOCK_BYTES, const std::uint8_t>;
 template <std::size_t BLOCK_BYTES>
 using Target = Image<BLOCK_BYTES, std::uint8_t>;
 
+/// For blocks of twice the size.
+template <std::size_t BLOCK_BYTES, class Byte>
+constexpr Image<2 * BLOCK_BYTES, Byte> twice(Image<BLOCK_BYTES, Byte> image) {
+    return {image.position, image.stride};
+}
+
 template <std::size_t BLOCK, class Kernel, std::size_t... BLOCK_BYTES, class... Byte>
 inline void processRow(std::size_t width, Kernel kernel, Image<BLOCK_BYTES, Byte>... image) {
     for (std::size_t blocks = width / BLOCK; blocks != 0; --blocks) {

@@ -43,6 +43,28 @@ constexpr Shuffle3 shuffleOfSwap() {
     return shuffle;
 }
 
+inline void splitVector(const std::uint8_t* __restrict uv,
+                        std::uint8_t* __restrict u,
+                        std::uint8_t* __restrict v) {
+    const Pairs pairs = loadPairs(uv);
+    store(u, pairs.first);
+    store(v, pairs.second);
+}
+
+/// Two vectors make a line of memory. Stores that go back and forth between parts of lines take
+/// half as long again.
+inline void splitLine(const std::uint8_t* __restrict uv,
+                      std::uint8_t* __restrict u,
+                      std::uint8_t* __restrict v) {
+    const Pairs left = loadPairs(uv);
+    const Pairs right = loadPairs(uv + 2 * VECTOR);
+    store(u, left.first);
+    store(u + VECTOR, right.first);
+    scheduleInOrder();
+    store(v, left.second);
+    store(v + VECTOR, right.second);
+}
+
 constexpr Shuffle REPEAT[3] = {shuffleOfGray(0), shuffleOfGray(1), shuffleOfGray(2)};
 constexpr Shuffle3 SWAP = shuffleOfSwap();
 
@@ -137,14 +159,14 @@ void DeinterleaveUv(const std::uint8_t* uv,
                     std::uint32_t uStride,
                     std::uint8_t* v,
                     std::uint32_t vStride) {
-    const auto kernel = [](const std::uint8_t* __restrict src, std::uint8_t* __restrict dst0,
-                           std::uint8_t* __restrict dst1) {
-        const Pairs pairs = loadPairs(src);
-        store(dst0, pairs.first);
-        store(dst1, pairs.second);
-    };
-    process<A>(width, height, kernel, UvSource{uv, uvStride}, PlaneTarget{u, uStride},
-               PlaneTarget{v, vStride});
+    const PlaneTarget first = {u, uStride};
+    const PlaneTarget second = {v, vStride};
+    const UvSource src = {uv, uvStride};
+    if (width < 2 * A) {
+        process<A>(width, height, splitVector, src, first, second);
+    } else {
+        process<2 * A>(width, height, splitLine, twice(src), twice(first), twice(second));
+    }
 }
 
 void InterleaveUv(const std::uint8_t* u,

@@ -53,6 +53,11 @@ inline __m128i highLane(__m256i value) {
     return _mm256_extracti128_si256(value, 1);
 }
 
+/// Keeps the compiler from moving stores from one side to the other.
+inline void scheduleInOrder() {
+    asm volatile("");
+}
+
 // ---- Lanes --------------------------------------------------------------------------------------
 
 inline __m256i lowLanes(__m256i a, __m256i b) {
