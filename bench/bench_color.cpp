@@ -1,4 +1,10 @@
 // Gray, channels, YUV to BGR and back.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
 #include "bench_case.h"
 #include "peers.h"
 #include "simd/simd.h"
@@ -41,6 +47,30 @@ Run onPlanes(Call call) {
     return [=](const Frame& src, Frame& dst) { call(Planes(src), Planes(dst)); };
 }
 
+/// Has the job's target read once by whoever comes next.
+Run thenRead(const Run& job) {
+    return !job ? job : [job](const Frame& src, Frame& dst) {
+        job(src, dst);
+        std::uint64_t sum = 0;
+        const unsigned char* const bytes = dst.planeData(0);  // without gaps
+        for (std::uint32_t i = 0; i < dst.layout().plane[0].size_bytes; i += sizeof sum) {
+            std::uint64_t word;
+            std::memcpy(&word, bytes + i, sizeof word);
+            sum += word;
+        }
+        benchmark::DoNotOptimize(sum);
+    };
+}
+
+/// A row whose targets are read afterwards.
+Row readAfter(Row row, const char* operation) {
+    row.operation = operation;
+    for (Run* run : {&row.fast, &row.portable, &row.opencv, &row.libyuv}) {
+        *run = thenRead(*run);
+    }
+    return row;
+}
+
 // clang-format off
 std::vector<Row> rows() {
     const Run backend = onBackend([](tavo::CvBackendSimd& cv, const Frame& src, Frame& dst) { cv.colorCvt(src, dst, Rect()); });
@@ -51,7 +81,7 @@ std::vector<Row> rows() {
     const Run join_uv = onPlanes([](const Planes& s, const Planes& d) { Simd::InterleaveUv(s.at[0], s.stride[0], s.at[1], s.stride[1], s.width, s.height, d.at[0], d.stride[0]); });
     const Run from_422 = onPlanes([](const Planes& s, const Planes& d) { Simd::Yuv422pToBgr(s.at[0], s.stride[0], s.at[2], s.stride[2], s.at[1], s.stride[1], s.width, s.height, d.at[0], d.stride[0]); });
 
-    return {
+    std::vector<Row> all = {
         {"BGR to gray", tavo::FRAME_BGR24, tavo::FRAME_GRAY8, backend, pipeline,
             OPENCV(cv::cvtColor(s[0], d[0], cv::COLOR_BGR2GRAY)),
             LIBYUV(libyuv::RGB24ToJ400(s.at[0], s.stride[0], d.at[0], d.stride[0], s.width, s.height))},
@@ -93,6 +123,11 @@ std::vector<Row> rows() {
         {"BGR to NV12", tavo::FRAME_BGR24, tavo::FRAME_NV12, backend, pipeline, {},
             LIBYUV(libyuv::RAWToJNV21(s.at[0], s.stride[0], d.at[0], d.stride[0], d.at[1], d.stride[1], s.width, s.height)), {}, 30},
     };
+    for (const auto& [operation, name] : {std::pair("join BGR", "join BGR, then read"), std::pair("join UV", "join UV, then read")}) {
+        const auto row = std::find_if(all.begin(), all.end(), [&, job = operation](const Row& each) { return std::strcmp(each.operation, job) == 0; });
+        all.insert(row + 1, readAfter(*row, name));
+    }
+    return all;
 }
 // clang-format on
 
