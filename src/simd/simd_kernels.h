@@ -151,6 +151,16 @@ using BgrToYuvFunction = void(const std::uint8_t* bgr,
                               std::uint8_t* v,
                               std::uint32_t vStride);
 
+/// As `BgrToYuv420p` (NV12) and `BgrToYuv422p` (NV16), with U and V in pairs.
+using BgrToNvFunction = void(const std::uint8_t* bgr,
+                             std::uint32_t width,
+                             std::uint32_t height,
+                             std::uint32_t bgrStride,
+                             std::uint8_t* y,
+                             std::uint32_t yStride,
+                             std::uint8_t* uv,
+                             std::uint32_t uvStride);
+
 // ---- Floats: runs of @p size samples ------------------------------------------------------------
 
 /// dst = lower + scale * src, scale = (upper - lower) / 255. Base fuses, Neon multiplies and adds.
@@ -228,6 +238,7 @@ CopyPlaneFunction CopyPlane;
 YuvToBgrFunction Yuv420pToBgr, Yuv420pToRgb, Yuv422pToBgr, Yuv422pToRgb, Yuv444pToBgr;
 Nv12ToBgrFunction Nv12ToBgr;
 BgrToYuvFunction BgrToYuv420p, BgrToYuv422p, BgrToYuv444p;
+BgrToNvFunction BgrToNv12, BgrToNv16;
 Uint8ToFloat32Function Uint8ToFloat32;
 Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;
@@ -256,6 +267,7 @@ InterleaveUvFunction InterleaveUv;
 YuvToBgrFunction Yuv420pToBgr, Yuv420pToRgb, Yuv422pToBgr, Yuv422pToRgb, Yuv444pToBgr;
 Nv12ToBgrFunction Nv12ToBgr;
 BgrToYuvFunction BgrToYuv420p, BgrToYuv422p, BgrToYuv444p;
+BgrToNvFunction BgrToNv12, BgrToNv16;
 Uint8ToFloat32Function Uint8ToFloat32;
 Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;
@@ -283,6 +295,7 @@ InterleaveUvFunction InterleaveUv;
 YuvToBgrFunction Yuv420pToBgr, Yuv420pToRgb, Yuv422pToBgr, Yuv422pToRgb, Yuv444pToBgr;
 Nv12ToBgrFunction Nv12ToBgr;
 BgrToYuvFunction BgrToYuv420p, BgrToYuv422p, BgrToYuv444p;
+BgrToNvFunction BgrToNv12, BgrToNv16;
 Uint8ToFloat32Function Uint8ToFloat32;
 Float32ToUint8Function Float32ToUint8;
 AddValueFunction AddValue;

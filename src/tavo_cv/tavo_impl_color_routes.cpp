@@ -88,18 +88,12 @@ void splitPairs(const Frame& src, Frame& dst, int first) {
                          b.stride);
 }
 
-/// Chroma of whole pairs: the last one of odd sides is left alone.
-void joinPairs(const Frame& src, Frame& dst, std::uint32_t width, std::uint32_t height) {
-    const KernelPlane u = planeOf(src, 1);
-    const KernelPlane v = planeOf(src, 2);
-    const KernelPlane uv = planeOf(dst, 1);
-    Simd::InterleaveUv(u.data, u.stride, v.data, v.stride, width, height, uv.data, uv.stride);
-}
-
 void joinChroma(const ColorJob& job) {
+    const KernelPlane u = planeOf(job.src, 1);
+    const KernelPlane v = planeOf(job.src, 2);
     const KernelPlane uv = planeOf(job.dst, 1);
     copyLuma(job);
-    joinPairs(job.src, job.dst, uv.width, uv.height);
+    Simd::InterleaveUv(u.data, u.stride, v.data, v.stride, uv.width, uv.height, uv.data, uv.stride);
 }
 
 /// @p FIRST is the plane of the first byte of each pair.
@@ -144,26 +138,32 @@ void convertNv12ToBgr(const ColorJob& job) {
 // ---- From BGR to YUV ----------------------------------------------------------------------------
 
 template <const auto& KERNEL>
-void convertToYuvPlanes(
-    const Frame& src, Frame& luma, Frame& chroma, std::uint32_t width, std::uint32_t height) {
-    const KernelPlane bgr = planeOf(src, 0);
-    const KernelPlane y = planeOf(luma, 0);
-    const KernelPlane u = planeOf(chroma, 1);
-    const KernelPlane v = planeOf(chroma, 2);
+void convertToYuvPlanes(const ColorJob& job, std::uint32_t width, std::uint32_t height) {
+    const KernelPlane bgr = planeOf(job.src, 0);
+    const KernelPlane y = planeOf(job.dst, 0);
+    const KernelPlane u = planeOf(job.dst, 1);
+    const KernelPlane v = planeOf(job.dst, 2);
     KERNEL(bgr.data, width, height, bgr.stride, y.data, y.stride, u.data, u.stride, v.data,
            v.stride);
 }
 
+/// Chroma in pairs.
+template <const auto& KERNEL>
+void convertToYuvPairs(const ColorJob& job, std::uint32_t width, std::uint32_t height) {
+    const KernelPlane bgr = planeOf(job.src, 0);
+    const KernelPlane y = planeOf(job.dst, 0);
+    const KernelPlane uv = planeOf(job.dst, 1);
+    KERNEL(bgr.data, width, height, bgr.stride, y.data, y.stride, uv.data, uv.stride);
+}
+
 void convertBgrToI444(const ColorJob& job) {
     const KernelPlane src = planeOf(job.src, 0);
-    convertToYuvPlanes<Simd::BgrToYuv444p>(job.src, job.dst, job.dst, src.width, src.height);
+    convertToYuvPlanes<Simd::BgrToYuv444p>(job, src.width, src.height);
 }
 
 void convertBgrToNv16(const ColorJob& job) {
     const KernelPlane src = planeOf(job.src, 0);
-    job.temp.reuse(FRAME_YV16, job.src.size(), DeviceContext(), 0);
-    convertToYuvPlanes<Simd::BgrToYuv422p>(job.src, job.dst, job.temp, src.width, src.height);
-    joinPairs(job.temp, job.dst, src.width / 2, src.height);
+    convertToYuvPairs<Simd::BgrToNv16>(job, src.width, src.height);
 }
 
 /// Chroma of a 4:2:0 frame, in planes of its own or in pairs.
@@ -220,17 +220,13 @@ void convertStrips(const ColorJob& job) {
 
 void convertBgrToI420(const ColorJob& job) {
     const KernelPlane src = planeOf(job.src, 0);
-    convertToYuvPlanes<Simd::BgrToYuv420p>(job.src, job.dst, job.dst, src.width & ~1u,
-                                           src.height & ~1u);
+    convertToYuvPlanes<Simd::BgrToYuv420p>(job, src.width & ~1u, src.height & ~1u);
     convertStrips(job);
 }
 
 void convertBgrToNv12(const ColorJob& job) {
     const KernelPlane src = planeOf(job.src, 0);
-    job.temp.reuse(FRAME_I420, job.src.size(), DeviceContext(), 0);
-    convertToYuvPlanes<Simd::BgrToYuv420p>(job.src, job.dst, job.temp, src.width & ~1u,
-                                           src.height & ~1u);
-    joinPairs(job.temp, job.dst, src.width / 2, src.height / 2);
+    convertToYuvPairs<Simd::BgrToNv12>(job, src.width & ~1u, src.height & ~1u);
     convertStrips(job);
 }
 

@@ -185,6 +185,9 @@ std::map<std::string, Reference> pixelReferences() {
         all["Yuv" + format + "ToRgb"] = {[](Pixel p) { return reversed(bgrOfYuv(p)); }};
         all["BgrToYuv" + format] = {yuvOfBgr};
     }
+    for (const char* const name : {"BgrToNv12", "BgrToNv16"}) {
+        all[name] = {yuvOfBgr};
+    }
     for (Size i = 0; i < 32; ++i) {
         all[support::transformName(i / 4, i % 4 + 1)] = {same_pixel, i / 4};
     }

@@ -70,6 +70,7 @@ T* as(const Plane& plane) {
 // The orders of arguments.
 const auto oneToOne = [](auto f, auto s, auto t, auto w, auto h) { f(s->data, w, h, s->stride, t->data, t->stride); };
 const auto toYuv    = [](auto f, auto s, auto t, auto w, auto h) { f(s->data, w, h, s->stride, t[0].data, t[0].stride, t[1].data, t[1].stride, t[2].data, t[2].stride); };
+const auto toPairs  = [](auto f, auto s, auto t, auto w, auto h) { f(s->data, w, h, s->stride, t[0].data, t[0].stride, t[1].data, t[1].stride); };
 const auto split2   = [](auto f, auto s, auto t, auto w, auto h) { f(s->data, s->stride, w, h, t[0].data, t[0].stride, t[1].data, t[1].stride); };
 const auto split3   = [](auto f, auto s, auto t, auto w, auto h) { f(s->data, s->stride, w, h, t[0].data, t[0].stride, t[1].data, t[1].stride, t[2].data, t[2].stride); };
 const auto join2    = [](auto f, auto s, auto t, auto w, auto h) { f(s[0].data, s[0].stride, s[1].data, s[1].stride, w, h, t->data, t->stride); };
@@ -93,7 +94,8 @@ auto transform(std::uint32_t mode, std::uint32_t size) {
 
 std::vector<KernelCase> makeCases() {
     const PlaneShape one = {1}, two = {2}, three = {3};
-    const PlaneShape half_x = {1, 2, 1}, half_xy = {1, 2, 2}, pairs_half_xy = {2, 2, 2};
+    const PlaneShape half_x = {1, 2, 1}, half_xy = {1, 2, 2};
+    const PlaneShape pairs_half_x = {2, 2, 1}, pairs_half_xy = {2, 2, 2};
     const PlaneShape half = {2, 1, 1, false, Sample::Half}, single = {4, 1, 1, false, Sample::Float};
 
     std::vector<KernelCase> cases = {
@@ -117,6 +119,8 @@ std::vector<KernelCase> makeCases() {
         {"BgrToYuv420p", "BgrToYuv", 32, 2, 2, {three}, {one, half_xy, half_xy}, wrapped(Simd::BgrToYuv420p, Base::BgrToYuv420p, Neon::BgrToYuv420p, Avx2::BgrToYuv420p, toYuv)},
         {"BgrToYuv422p", "BgrToYuv", 32, 2, 1, {three}, {one, half_x, half_x},   wrapped(Simd::BgrToYuv422p, Base::BgrToYuv422p, Neon::BgrToYuv422p, Avx2::BgrToYuv422p, toYuv)},
         {"BgrToYuv444p", "BgrToYuv", 16, 1, 1, {three}, {one, one, one},         wrapped(Simd::BgrToYuv444p, Base::BgrToYuv444p, Neon::BgrToYuv444p, Avx2::BgrToYuv444p, toYuv)},
+        {"BgrToNv12",    "BgrToYuv", 32, 2, 2, {three}, {one, pairs_half_xy}, wrapped(Simd::BgrToNv12, Base::BgrToNv12, Neon::BgrToNv12, Avx2::BgrToNv12, toPairs)},
+        {"BgrToNv16",    "BgrToYuv", 32, 2, 1, {three}, {one, pairs_half_x}, wrapped(Simd::BgrToNv16, Base::BgrToNv16, Neon::BgrToNv16, Avx2::BgrToNv16, toPairs)},
 
         {"Uint8ToFloat32",   "Float", 16, 1, 1, {one},    {single}, wrapped(Simd::Uint8ToFloat32, Base::Uint8ToFloat32, Neon::Uint8ToFloat32, Avx2::Uint8ToFloat32, toFloats), 1},
         {"Float32ToUint8",   "Float", 16, 1, 1, {single}, {one},    wrapped(Simd::Float32ToUint8, Base::Float32ToUint8, Neon::Float32ToUint8, Avx2::Float32ToUint8, toBytes), 1},

@@ -72,28 +72,34 @@ inline BgrPairs meansOf(const PairSums& sums) {
             roundedShift<DOWN>(sums.r)};
 }
 
-inline void storeChroma(BgrPairs means, std::uint8_t* u, std::uint8_t* v) {
-    const __m256i lanes = _mm256_packs_epi16(weigh(means, TO_U), weigh(means, TO_V));
-    const __m256i chroma = withChromaOffset(_mm256_permute4x64_epi64(lanes, 0xD8));
-    storeLane(u, lowLane(chroma));
-    storeLane(v, highLane(chroma));
+/// In each lane 8 samples of U and 8 of V.
+inline __m256i chromaOf(BgrPairs means) {
+    return withChromaOffset(_mm256_packs_epi16(weigh(means, TO_U), weigh(means, TO_V)));
+}
+
+inline void storeChroma(__m256i chroma, std::uint8_t* u, std::uint8_t* v) {
+    const __m256i planes = _mm256_permute4x64_epi64(chroma, 0xD8);
+    storeLane(u, lowLane(planes));
+    storeLane(v, highLane(planes));
+}
+
+inline void storeChroma(__m256i chroma, std::uint8_t* uv) {
+    static constexpr Shuffle IN_TURN = {{0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15}};
+    store(uv, shuffle(chroma, IN_TURN));
 }
 
 /// A chroma sample is made of two columns of DOWN rows.
-template <int DOWN>
+/// @param chroma  the planes of U and V, or the one of pairs
+template <int DOWN, class... Chroma>
 void convertHalved(const std::uint8_t* bgr,
                    std::uint32_t width,
                    std::uint32_t height,
                    RowStep bgrStride,
                    std::uint8_t* y,
                    RowStep yStride,
-                   std::uint8_t* u,
-                   RowStep uStride,
-                   std::uint8_t* v,
-                   RowStep vStride) {
+                   Chroma... chroma) {
     const auto kernel = [=](const std::uint8_t* __restrict blockBgr,
-                            std::uint8_t* __restrict blockY, std::uint8_t* __restrict blockU,
-                            std::uint8_t* __restrict blockV) {
+                            std::uint8_t* __restrict blockY, auto* __restrict... blockChroma) {
         const Row upper = loadRow(blockBgr);
         store(blockY, lumaOf(upper));
         PairSums sums = pairSums(upper);
@@ -102,10 +108,10 @@ void convertHalved(const std::uint8_t* bgr,
             store(blockY + yStride, lumaOf(lower));
             sums = add(sums, pairSums(lower));
         }
-        storeChroma(meansOf<DOWN>(sums), blockU, blockV);
+        storeChroma(chromaOf(meansOf<DOWN>(sums)), blockChroma...);
     };
     process<A>(width / 2 * 2, height / DOWN, kernel, BgrSource{bgr, DOWN * bgrStride},
-               PlaneTarget{y, DOWN * yStride}, HalfTarget{u, uStride}, HalfTarget{v, vStride});
+               PlaneTarget{y, DOWN * yStride}, chroma...);
 }
 
 }  // namespace
@@ -120,7 +126,8 @@ void BgrToYuv420p(const std::uint8_t* bgr,
                   std::uint32_t uStride,
                   std::uint8_t* v,
                   std::uint32_t vStride) {
-    convertHalved<2>(bgr, width, height, bgrStride, y, yStride, u, uStride, v, vStride);
+    convertHalved<2>(bgr, width, height, bgrStride, y, yStride, HalfTarget{u, uStride},
+                     HalfTarget{v, vStride});
 }
 
 void BgrToYuv422p(const std::uint8_t* bgr,
@@ -133,7 +140,8 @@ void BgrToYuv422p(const std::uint8_t* bgr,
                   std::uint32_t uStride,
                   std::uint8_t* v,
                   std::uint32_t vStride) {
-    convertHalved<1>(bgr, width, height, bgrStride, y, yStride, u, uStride, v, vStride);
+    convertHalved<1>(bgr, width, height, bgrStride, y, yStride, HalfTarget{u, uStride},
+                     HalfTarget{v, vStride});
 }
 
 void BgrToYuv444p(const std::uint8_t* bgr,
@@ -155,6 +163,28 @@ void BgrToYuv444p(const std::uint8_t* bgr,
     };
     process<A>(width, height, kernel, BgrSource{bgr, bgrStride}, PlaneTarget{y, yStride},
                PlaneTarget{u, uStride}, PlaneTarget{v, vStride});
+}
+
+void BgrToNv12(const std::uint8_t* bgr,
+               std::uint32_t width,
+               std::uint32_t height,
+               std::uint32_t bgrStride,
+               std::uint8_t* y,
+               std::uint32_t yStride,
+               std::uint8_t* uv,
+               std::uint32_t uvStride) {
+    convertHalved<2>(bgr, width, height, bgrStride, y, yStride, PlaneTarget{uv, uvStride});
+}
+
+void BgrToNv16(const std::uint8_t* bgr,
+               std::uint32_t width,
+               std::uint32_t height,
+               std::uint32_t bgrStride,
+               std::uint8_t* y,
+               std::uint32_t yStride,
+               std::uint8_t* uv,
+               std::uint32_t uvStride) {
+    convertHalved<1>(bgr, width, height, bgrStride, y, yStride, PlaneTarget{uv, uvStride});
 }
 
 }  // namespace Avx2

@@ -1,4 +1,4 @@
-// Interleaved BGR to planar YUV: BT.601, limited range.
+// Interleaved BGR to YUV: BT.601, limited range.
 //
 //     Y = 16 + 0.098 b + 0.504 g + 0.257 r
 //     U = 128 + 0.439 b - 0.291 g - 0.148 r
@@ -66,7 +66,7 @@ inline int mean(int sum) {
 }
 
 /// The DOWN rows that share a row of chroma: upper and lower, or the upper one alone.
-template <int ACROSS, int DOWN>
+template <int ACROSS, int DOWN, int STEP>
 inline void convertRows(const std::uint8_t* __restrict upper,
                         const std::uint8_t* __restrict lower,
                         std::ptrdiff_t samples,
@@ -84,14 +84,15 @@ inline void convertRows(const std::uint8_t* __restrict upper,
         const int b = mean<ACROSS * DOWN>(sums.b);
         const int g = mean<ACROSS * DOWN>(sums.g);
         const int r = mean<ACROSS * DOWN>(sums.r);
-        u[i] = toU(b, g, r);
-        v[i] = toV(b, g, r);
+        u[STEP * i] = toU(b, g, r);
+        v[STEP * i] = toV(b, g, r);
     }
 }
 
 /// A chroma sample is made of ACROSS columns of DOWN rows. Columns and rows that are left over are
 /// left alone.
-template <int ACROSS, int DOWN>
+/// @tparam STEP  from a sample of U to the next: 2 where U and V take turns
+template <int ACROSS, int DOWN, int STEP = 1>
 void convert(const std::uint8_t* bgr,
              std::uint32_t width,
              std::uint32_t height,
@@ -104,8 +105,8 @@ void convert(const std::uint8_t* bgr,
              RowStep vStride) {
     const auto samples = std::ptrdiff_t(width / ACROSS);
     for (std::uint32_t rows = height / DOWN; rows != 0; --rows) {
-        convertRows<ACROSS, DOWN>(bgr, DOWN == 2 ? bgr + bgrStride : nullptr, samples, y,
-                                  DOWN == 2 ? y + yStride : nullptr, u, v);
+        convertRows<ACROSS, DOWN, STEP>(bgr, DOWN == 2 ? bgr + bgrStride : nullptr, samples, y,
+                                        DOWN == 2 ? y + yStride : nullptr, u, v);
         bgr += DOWN * bgrStride;
         y += DOWN * yStride;
         u += uStride;
@@ -152,6 +153,28 @@ void BgrToYuv444p(const std::uint8_t* bgr,
                   std::uint8_t* v,
                   std::uint32_t vStride) {
     convert<1, 1>(bgr, width, height, bgrStride, y, yStride, u, uStride, v, vStride);
+}
+
+void BgrToNv12(const std::uint8_t* bgr,
+               std::uint32_t width,
+               std::uint32_t height,
+               std::uint32_t bgrStride,
+               std::uint8_t* y,
+               std::uint32_t yStride,
+               std::uint8_t* uv,
+               std::uint32_t uvStride) {
+    convert<2, 2, 2>(bgr, width, height, bgrStride, y, yStride, uv, uvStride, uv + 1, uvStride);
+}
+
+void BgrToNv16(const std::uint8_t* bgr,
+               std::uint32_t width,
+               std::uint32_t height,
+               std::uint32_t bgrStride,
+               std::uint8_t* y,
+               std::uint32_t yStride,
+               std::uint8_t* uv,
+               std::uint32_t uvStride) {
+    convert<2, 1, 2>(bgr, width, height, bgrStride, y, yStride, uv, uvStride, uv + 1, uvStride);
 }
 
 }  // namespace Base

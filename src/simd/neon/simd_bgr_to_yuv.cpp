@@ -28,6 +28,10 @@ namespace Simd {
 namespace Neon {
 namespace {
 
+using YTarget = Target<PAIRS_BLOCK>;
+using HalfTarget = Target<PAIRS_BLOCK / 2>;
+using PairsTarget = Target<PAIRS_BLOCK>;
+
 static_assert(BGR_WEIGHTS_SHIFT == 14);
 constexpr int SPLIT = 64;  // lo is what a weight leaves divided by it
 
@@ -109,14 +113,23 @@ struct PairSums {
     uint16x8_t r;
 };
 
+inline void putChroma(Chroma chroma, std::uint8_t*& u, std::uint8_t*& v) {
+    put(u, chroma.u);
+    put(v, chroma.v);
+}
+
+inline void putChroma(Chroma chroma, std::uint8_t*& uv) {
+    putPairs(uv, uint8x8x2_t{{chroma.u, chroma.v}});
+}
+
 /// 16 pixels of DOWN rows, a chroma sample for two columns.
-template <int DOWN>
+/// @param chromaTargets  planes of U and V, or one of pairs
+template <int DOWN, class... Address>
 inline void convertPairs(const std::uint8_t*& bgr,
                          const std::uint8_t*& nextBgr,
                          std::uint8_t*& y,
                          std::uint8_t*& nextY,
-                         std::uint8_t*& u,
-                         std::uint8_t*& v) {
+                         Address&... chromaTargets) {
     uint8x16x3_t row = takePixels(bgr);
     put(y, lumaOf(row));
     scheduleInOrder();
@@ -133,40 +146,32 @@ inline void convertPairs(const std::uint8_t*& bgr,
         chroma =
             chromaOf(vrshrn_n_u16(sums.b, 1), vrshrn_n_u16(sums.g, 1), vrshrn_n_u16(sums.r, 1));
     }
-    put(u, chroma.u);
-    put(v, chroma.v);
+    putChroma(chroma, chromaTargets...);
     scheduleInOrder();
 }
 
 /// A chroma sample is made of two columns of DOWN rows.
-template <int DOWN>
+template <int DOWN, class... ChromaRow>
 void convertSubsampled(const std::uint8_t* bgr,
                        std::uint32_t width,
                        std::uint32_t height,
                        RowStep bgrStride,
                        std::uint8_t* y,
                        RowStep yStride,
-                       std::uint8_t* u,
-                       RowStep uStride,
-                       std::uint8_t* v,
-                       RowStep vStride) {
+                       ChromaRow... chroma) {
     const auto kernel = [](const std::uint8_t*& blockBgr, const std::uint8_t*& nextBgr,
-                           std::uint8_t*& blockY, std::uint8_t*& nextY, std::uint8_t*& blockU,
-                           std::uint8_t*& blockV) {
+                           std::uint8_t*& blockY, std::uint8_t*& nextY, auto&... blockChroma) {
         prefetch(blockBgr);
         if constexpr (DOWN == 2) {
             prefetch(nextBgr);
         }
-        convertPairs<DOWN>(blockBgr, nextBgr, blockY, nextY, blockU, blockV);
-        convertPairs<DOWN>(blockBgr, nextBgr, blockY, nextY, blockU, blockV);
+        convertPairs<DOWN>(blockBgr, nextBgr, blockY, nextY, blockChroma...);
+        convertPairs<DOWN>(blockBgr, nextBgr, blockY, nextY, blockChroma...);
     };
     using BgrRows = Source<3 * PAIRS_BLOCK>;
-    using YRows = Target<PAIRS_BLOCK>;
-    using ChromaRow = Target<PAIRS_BLOCK / 2>;
     walk<PAIRS_BLOCK>(width / 2 * 2, height / DOWN, kernel, BgrRows{bgr, DOWN * bgrStride},
-                      BgrRows{bgr + bgrStride, DOWN * bgrStride}, YRows{y, DOWN * yStride},
-                      YRows{y + yStride, DOWN * yStride}, ChromaRow{u, uStride},
-                      ChromaRow{v, vStride});
+                      BgrRows{bgr + bgrStride, DOWN * bgrStride}, YTarget{y, DOWN * yStride},
+                      YTarget{y + yStride, DOWN * yStride}, chroma...);
 }
 
 }  // namespace
@@ -181,7 +186,8 @@ void BgrToYuv420p(const std::uint8_t* bgr,
                   std::uint32_t uStride,
                   std::uint8_t* v,
                   std::uint32_t vStride) {
-    convertSubsampled<2>(bgr, width, height, bgrStride, y, yStride, u, uStride, v, vStride);
+    convertSubsampled<2>(bgr, width, height, bgrStride, y, yStride, HalfTarget{u, uStride},
+                         HalfTarget{v, vStride});
 }
 
 void BgrToYuv422p(const std::uint8_t* bgr,
@@ -194,7 +200,8 @@ void BgrToYuv422p(const std::uint8_t* bgr,
                   std::uint32_t uStride,
                   std::uint8_t* v,
                   std::uint32_t vStride) {
-    convertSubsampled<1>(bgr, width, height, bgrStride, y, yStride, u, uStride, v, vStride);
+    convertSubsampled<1>(bgr, width, height, bgrStride, y, yStride, HalfTarget{u, uStride},
+                         HalfTarget{v, vStride});
 }
 
 void BgrToYuv444p(const std::uint8_t* bgr,
@@ -223,6 +230,28 @@ void BgrToYuv444p(const std::uint8_t* bgr,
     };
     walk<A>(width, height, kernel, Source<3 * A>{bgr, bgrStride}, Target<A>{y, yStride},
             Target<A>{u, uStride}, Target<A>{v, vStride});
+}
+
+void BgrToNv12(const std::uint8_t* bgr,
+               std::uint32_t width,
+               std::uint32_t height,
+               std::uint32_t bgrStride,
+               std::uint8_t* y,
+               std::uint32_t yStride,
+               std::uint8_t* uv,
+               std::uint32_t uvStride) {
+    convertSubsampled<2>(bgr, width, height, bgrStride, y, yStride, PairsTarget{uv, uvStride});
+}
+
+void BgrToNv16(const std::uint8_t* bgr,
+               std::uint32_t width,
+               std::uint32_t height,
+               std::uint32_t bgrStride,
+               std::uint8_t* y,
+               std::uint32_t yStride,
+               std::uint8_t* uv,
+               std::uint32_t uvStride) {
+    convertSubsampled<1>(bgr, width, height, bgrStride, y, yStride, PairsTarget{uv, uvStride});
 }
 
 }  // namespace Neon

@@ -95,6 +95,11 @@ inline void put(float*& dst, float32x4x2_t v) {
 #endif
 }
 
+inline void putPairs(std::uint8_t*& dst, uint8x8x2_t v) {
+    vst2_u8(dst, v);
+    advance(dst, 16);
+}
+
 inline void putPairs(std::uint8_t*& dst, uint8x16x2_t v) {
     vst2q_u8(dst, v);
     advance(dst, 32);
