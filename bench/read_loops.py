@@ -28,6 +28,7 @@ LOOPS = [
     ("4:4:4 to BGR", "yuv_to_bgr", "Yuv444pToBgr", "", 16),
     ("NV12 to BGR", "yuv_to_bgr", "Nv12ToBgr", "", 64),
     ("BGR to I420", "bgr_to_yuv", "BgrToYuv420p", "", 64),
+    ("BGR to NV12", "bgr_to_yuv", "BgrToNv12", "", 64),
     ("BGR to 4:4:4", "bgr_to_yuv", "BgrToYuv444p", "", 16),
     ("byte to float", "float", "Uint8ToFloat32", "", 32),
     ("float to byte", "float", "Float32ToUint8", "", 32),

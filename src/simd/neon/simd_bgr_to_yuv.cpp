@@ -79,18 +79,18 @@ inline int16x8_t multiplySubtract(int16x8_t sum, int16x8_t a, int16x8_t weights)
     return vmlsq_lane_s16(sum, a, half, WEIGHT % 4);
 }
 
-inline uint8x8_t withOffset(int16x8_t high, int16x8_t low) {
-    const int8x8_t sum = vrshrn_n_s16(vsraq_n_s16(high, low, 6), 8);
-    return veor_u8(vreinterpret_u8_s8(sum), vdup_n_u8(CHROMA_OFFSET));
+inline int8x8_t chromaSum(int16x8_t high, int16x8_t low) {
+    return vrshrn_n_s16(vsraq_n_s16(high, low, 6), 8);
 }
 
-/// Variables of such structs are not const: GCC would keep them in memory.
-struct Chroma {
-    uint8x8_t u;
-    uint8x8_t v;
+/// Chroma without its offset. Variables of such structs are not const: GCC would keep them in
+/// memory.
+struct ChromaSums {
+    int8x8_t u;
+    int8x8_t v;
 };
 
-inline Chroma chromaOf(uint8x8_t b, uint8x8_t g, uint8x8_t r) {
+inline ChromaSums chromaSums(uint8x8_t b, uint8x8_t g, uint8x8_t r) {
     const int16x8_t weights = vld1q_s16(CHROMA_WEIGHTS);
     const int16x8_t bg = vreinterpretq_s16_u16(vsubl_u8(b, g));
     const int16x8_t rg = vreinterpretq_s16_u16(vsubl_u8(r, g));
@@ -103,7 +103,11 @@ inline Chroma chromaOf(uint8x8_t b, uint8x8_t g, uint8x8_t r) {
     vHigh = multiplySubtract<V_MINOR_HIGH>(vHigh, bg, weights);
     vLow = multiplySubtract<V_MINOR_LOW>(vLow, bg, weights);
     vLow = vreinterpretq_s16_u16(vaddw_u8(vreinterpretq_u16_s16(vLow), g));
-    return {withOffset(uHigh, uLow), withOffset(vHigh, vLow)};
+    return {chromaSum(uHigh, uLow), chromaSum(vHigh, vLow)};
+}
+
+inline uint8x16_t withOffset(int8x8_t low, int8x8_t high) {
+    return veorq_u8(join<uint8x16_t>(low, high), vdupq_n_u8(CHROMA_OFFSET));
 }
 
 /// The sums of eight pairs, channel by channel.
@@ -113,13 +117,14 @@ struct PairSums {
     uint16x8_t r;
 };
 
-inline void putChroma(Chroma chroma, std::uint8_t*& u, std::uint8_t*& v) {
-    put(u, chroma.u);
-    put(v, chroma.v);
+/// @param chroma  eight samples of U, then of V
+inline void putChroma(uint8x16_t chroma, std::uint8_t*& u, std::uint8_t*& v) {
+    put(u, vget_low_u8(chroma));
+    put(v, vget_high_u8(chroma));
 }
 
-inline void putChroma(Chroma chroma, std::uint8_t*& uv) {
-    putPairs(uv, uint8x8x2_t{{chroma.u, chroma.v}});
+inline void putChroma(uint8x16_t chroma, std::uint8_t*& uv) {
+    putHalvesInTurn(uv, chroma);
 }
 
 /// 16 pixels of DOWN rows, a chroma sample for two columns.
@@ -134,19 +139,19 @@ inline void convertPairs(const std::uint8_t*& bgr,
     put(y, lumaOf(row));
     scheduleInOrder();
     PairSums sums = {vpaddlq_u8(row.val[0]), vpaddlq_u8(row.val[1]), vpaddlq_u8(row.val[2])};
-    Chroma chroma;
+    ChromaSums chroma;
     if constexpr (DOWN == 2) {
         row = takePixels(nextBgr);
         put(nextY, lumaOf(row));
         scheduleInOrder();
-        chroma = chromaOf(vrshrn_n_u16(vpadalq_u8(sums.b, row.val[0]), 2),
-                          vrshrn_n_u16(vpadalq_u8(sums.g, row.val[1]), 2),
-                          vrshrn_n_u16(vpadalq_u8(sums.r, row.val[2]), 2));
+        chroma = chromaSums(vrshrn_n_u16(vpadalq_u8(sums.b, row.val[0]), 2),
+                            vrshrn_n_u16(vpadalq_u8(sums.g, row.val[1]), 2),
+                            vrshrn_n_u16(vpadalq_u8(sums.r, row.val[2]), 2));
     } else {
         chroma =
-            chromaOf(vrshrn_n_u16(sums.b, 1), vrshrn_n_u16(sums.g, 1), vrshrn_n_u16(sums.r, 1));
+            chromaSums(vrshrn_n_u16(sums.b, 1), vrshrn_n_u16(sums.g, 1), vrshrn_n_u16(sums.r, 1));
     }
-    putChroma(chroma, chromaTargets...);
+    putChroma(withOffset(chroma.u, chroma.v), chromaTargets...);
     scheduleInOrder();
 }
 
@@ -220,13 +225,13 @@ void BgrToYuv444p(const std::uint8_t* bgr,
         uint8x16x3_t row = takePixels(blockBgr);
         put(blockY, lumaOf(row));
         scheduleInOrder();
-        Chroma left =
-            chromaOf(vget_low_u8(row.val[0]), vget_low_u8(row.val[1]), vget_low_u8(row.val[2]));
+        ChromaSums left =
+            chromaSums(vget_low_u8(row.val[0]), vget_low_u8(row.val[1]), vget_low_u8(row.val[2]));
         scheduleInOrder();
-        Chroma right =
-            chromaOf(vget_high_u8(row.val[0]), vget_high_u8(row.val[1]), vget_high_u8(row.val[2]));
-        put(blockU, join<uint8x16_t>(left.u, right.u));
-        put(blockV, join<uint8x16_t>(left.v, right.v));
+        ChromaSums right = chromaSums(vget_high_u8(row.val[0]), vget_high_u8(row.val[1]),
+                                      vget_high_u8(row.val[2]));
+        put(blockU, withOffset(left.u, right.u));
+        put(blockV, withOffset(left.v, right.v));
     };
     walk<A>(width, height, kernel, Source<3 * A>{bgr, bgrStride}, Target<A>{y, yStride},
             Target<A>{u, uStride}, Target<A>{v, vStride});

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "simd/neon/simd_addresses.h"
+#include "simd/neon/simd_vectors.h"
 
 namespace Simd {
 namespace Neon {
@@ -95,8 +96,9 @@ inline void put(float*& dst, float32x4x2_t v) {
 #endif
 }
 
-inline void putPairs(std::uint8_t*& dst, uint8x8x2_t v) {
-    vst2_u8(dst, v);
+/// Bytes of the low and of the high half in turn.
+inline void putHalvesInTurn(std::uint8_t*& dst, uint8x16_t v) {
+    vst2_u8(dst, halvesOf(v));
     advance(dst, 16);
 }
 

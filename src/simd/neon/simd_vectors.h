@@ -40,6 +40,17 @@ inline Whole join(Half low, Half high) {
 #endif
 }
 
+/// The reverse, for structure stores.
+inline uint8x8x2_t halvesOf(uint8x16_t whole) {
+#ifdef __aarch64__
+    return {{vget_low_u8(whole), vget_high_u8(whole)}};
+#else
+    uint8x8x2_t halves;
+    std::memcpy(&halves, &whole, sizeof halves);
+    return halves;
+#endif
+}
+
 }  // namespace
 }  // namespace Neon
 }  // namespace Simd
