@@ -127,8 +127,7 @@ inline void storePairs(std::uint8_t* dst, Pairs pairs) {
 
 /// 16 pairs.
 inline __m256i joinPairs(__m128i first, __m128i second) {
-    return _mm256_or_si256(_mm256_cvtepu8_epi16(first),
-                           _mm256_slli_epi16(_mm256_cvtepu8_epi16(second), 8));
+    return lanesOf(_mm_unpacklo_epi8(first, second), _mm_unpackhi_epi8(first, second));
 }
 
 // ---- Pixels of three bytes: 16 of them are three lanes ------------------------------------------
@@ -159,6 +158,15 @@ inline void storePixels(std::uint8_t* dst, PackedPixels pixels) {
     store(dst + 4 * LANE, highLanes(pixels.part[1], pixels.part[2]));
 }
 
+/// The same for loops that wait for arithmetic: lanes are not exchanged. With twice the stores,
+/// loops that wait for memory are slower.
+inline void storePixelsByLanes(std::uint8_t* dst, PackedPixels pixels) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        storeLane(dst + i * LANE, lowLane(pixels.part[i]));
+        storeLane(dst + PIXELS_BYTES + i * LANE, highLane(pixels.part[i]));
+    }
+}
+
 /// `from[i][j]` is the way of bytes from the j-th source vector to the i-th target vector.
 struct Shuffle3 {
     Shuffle from[3][3];
@@ -169,16 +177,23 @@ inline __m256i gather(const __m256i (&parts)[3], const Shuffle (&from)[3]) {
                            shuffle(parts[2], from[2]));
 }
 
-/// Where pixel @p x of 16 stands in the lane of a channel.
-using PixelOrder = int(int x);
+/// Where a channel of pixel @p x of 16 stands in the lanes of three vectors.
+using SamplePlace = int(int channel, int x);
 
-constexpr int inOrder(int x) {
-    return x;
+/// Channel by channel.
+constexpr int inOrder(int channel, int x) {
+    return int(LANE) * channel + x;
 }
 
-/// As `_mm256_packus_epi16(even columns, odd columns)` leaves them.
-constexpr int evenThenOdd(int x) {
-    return x / 2 + x % 2 * 8;
+/// Likewise, as `_mm256_packus_epi16(even columns, odd columns)` leaves them.
+constexpr int evenThenOdd(int channel, int x) {
+    return int(LANE) * channel + x / 2 + x % 2 * 8;
+}
+
+/// The first two channels of the left 8 pixels, then of the right ones, then the third channel: so
+/// two of the parts are joined from two vectors.
+constexpr int leftThenRight(int channel, int x) {
+    return channel == 2 ? 2 * int(LANE) + x : int(LANE) * (x / 8) + 8 * channel + x % 8;
 }
 
 /// Where byte @p byte of three lanes stands in the lane @p part, if it does.
@@ -199,19 +214,26 @@ constexpr Shuffle3 shuffleOfSplit() {
     return shuffle;
 }
 
-constexpr Shuffle3 shuffleOfJoin(PixelOrder* order) {
+constexpr Shuffle3 shuffleOfJoin(SamplePlace* placeOf) {
     Shuffle3 shuffle = {};
     for (int part = 0; part < 3; ++part) {
         for (int i = 0; i < int(LANE); ++i) {
             const int byte = int(LANE) * part + i;
-            for (int channel = 0; channel < 3; ++channel) {
-                const bool here = byte % 3 == channel;
-                shuffle.from[part][channel].from[i] =
-                    here ? std::uint8_t(order(byte / 3)) : Shuffle::ZERO;
+            for (int from = 0; from < 3; ++from) {
+                shuffle.from[part][from].from[i] = placeIn(from, placeOf(byte % 3, byte / 3));
             }
         }
     }
     return shuffle;
+}
+
+constexpr bool isEmpty(const Shuffle& shuffle) {
+    for (const std::uint8_t from : shuffle.from) {
+        if (from != Shuffle::ZERO) {
+            return false;
+        }
+    }
+    return true;
 }
 
 inline Channels split(const PackedPixels& pixels) {
@@ -220,12 +242,28 @@ inline Channels split(const PackedPixels& pixels) {
              gather(pixels.part, SPLIT.from[2])}};
 }
 
-/// @tparam ORDER  of the pixels in the lanes of the channels
-template <PixelOrder ORDER = inOrder>
-inline PackedPixels join(const Channels& channels) {
-    static constexpr Shuffle3 JOIN = shuffleOfJoin(ORDER);
-    return {{gather(channels.channel, JOIN.from[0]), gather(channels.channel, JOIN.from[1]),
-             gather(channels.channel, JOIN.from[2])}};
+template <SamplePlace PLACE>
+constexpr Shuffle3 JOIN = shuffleOfJoin(PLACE);
+
+/// As `gather`, but nothing is done with a vector that has no byte here.
+template <SamplePlace PLACE, int PART>
+inline __m256i joinPart(const __m256i (&vectors)[3]) {
+    constexpr const Shuffle(&FROM)[3] = JOIN<PLACE>.from[PART];
+    __m256i bytes = shuffle(vectors[2], FROM[2]);
+    if constexpr (!isEmpty(FROM[1])) {
+        bytes = _mm256_or_si256(bytes, shuffle(vectors[1], FROM[1]));
+    }
+    if constexpr (!isEmpty(FROM[0])) {
+        bytes = _mm256_or_si256(bytes, shuffle(vectors[0], FROM[0]));
+    }
+    return bytes;
+}
+
+/// @tparam PLACE  where in @p all the channels are
+template <SamplePlace PLACE = inOrder>
+inline PackedPixels join(const Channels& all) {
+    return {{joinPart<PLACE, 0>(all.channel), joinPart<PLACE, 1>(all.channel),
+             joinPart<PLACE, 2>(all.channel)}};
 }
 
 }  // namespace

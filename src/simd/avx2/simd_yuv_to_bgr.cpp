@@ -102,13 +102,6 @@ inline __m256i shifted(Sums sums) {
                              SHIFT - 8);
 }
 
-/// @tparam BLUE  place of B in the pixel: 0 for BGR, 2 for RGB
-template <PixelOrder ORDER, int BLUE>
-inline void storeBgr(std::uint8_t* dst, __m256i blue, __m256i green, __m256i red) {
-    storePixels(
-        dst, join<ORDER>(BLUE == 0 ? Channels{{blue, green, red}} : Channels{{red, green, blue}}));
-}
-
 // ---- A chroma sample for two columns ------------------------------------------------------------
 
 /// What 16 chroma samples add to each channel, offsets included.
@@ -131,6 +124,7 @@ inline ChromaTerms termsOf(__m256i uv) {
 }
 
 /// 32 pixels of a row.
+/// @tparam BLUE  place of B in the pixel: 0 for BGR, 2 for RGB
 template <class Arithmetic, int BLUE>
 inline void convertRow(const std::uint8_t* y, const ChromaTerms& chroma, std::uint8_t* dst) {
     const __m256i luma = Arithmetic::luma(load(y));
@@ -139,8 +133,10 @@ inline void convertRow(const std::uint8_t* y, const ChromaTerms& chroma, std::ui
     const auto channel = [&](Sums term) {
         return _mm256_packus_epi16(shifted(add(even, term)), shifted(add(odd, term)));
     };
-    storeBgr<evenThenOdd, BLUE>(dst, channel(chroma.blue), channel(chroma.green),
-                                channel(chroma.red));
+    const Sums& first = BLUE == 0 ? chroma.blue : chroma.red;
+    const Sums& third = BLUE == 0 ? chroma.red : chroma.blue;
+    storePixelsByLanes(
+        dst, join<evenThenOdd>({{channel(first), channel(chroma.green), channel(third)}}));
 }
 
 /// A chroma sample serves two columns of DOWN rows.
@@ -186,13 +182,13 @@ inline void convertRow444(__m256i y, __m256i u, __m256i v, std::uint8_t* dst) {
     const __m256i leftYv = _mm256_unpacklo_epi8(y, v);
     const __m256i rightYu = _mm256_unpackhi_epi8(y, u);
     const __m256i rightYv = _mm256_unpackhi_epi8(y, v);
-    const auto channel = [&](ChannelWeights weights) {
-        return _mm256_packus_epi16(channelOf(leftYu, leftYv, weights),
-                                   channelOf(rightYu, rightYv, weights));
-    };
-    using Weights = Bgr<PlanarArithmetic>;
-    storeBgr<inOrder, 0>(dst, channel(Weights::BLUE), channel(Weights::GREEN),
-                         channel(Weights::RED));
+    const auto left = [&](ChannelWeights weights) { return channelOf(leftYu, leftYv, weights); };
+    const auto right = [&](ChannelWeights weights) { return channelOf(rightYu, rightYv, weights); };
+    using W = Bgr<PlanarArithmetic>;
+    storePixelsByLanes(dst,
+                       join<leftThenRight>({{_mm256_packus_epi16(left(W::BLUE), left(W::GREEN)),
+                                             _mm256_packus_epi16(right(W::BLUE), right(W::GREEN)),
+                                             _mm256_packus_epi16(left(W::RED), right(W::RED))}}));
 }
 
 }  // namespace
