@@ -1,4 +1,4 @@
-// Interleaved BGR to planar YUV, on vectors; the formulas stand with the portable variant.
+// Interleaved BGR to YUV, on vectors; the formulas stand with the portable variant.
 
 #include <immintrin.h>
 

@@ -1,4 +1,4 @@
-// Interleaved BGR to planar YUV, on vectors; the formulas stand with the portable variant.
+// Interleaved BGR to YUV, on vectors; the formulas stand with the portable variant.
 //
 // The 14-bit weights are split, w = 64 hi + lo, so that products fit 16 bits. With H = sum(hi c)
 // and L = sum(lo c),
