@@ -18,9 +18,11 @@ struct NearestBlock {
 /// Row functions of one set of instructions. Nothing outside of the windows is read.
 struct NearestRows {
     /// Writes blocks in their order.
+    /// @param next      the source row that is wanted next; is not read
     /// @param positions of each byte of the blocks in the window, NEAREST_BLOCK to a block or as
     ///                  `spread` leaves them; outside of it for bytes that come later
     using Gather = void(const std::uint8_t* src,
+                        const std::uint8_t* next,
                         const NearestBlock* blocks,
                         const std::uint8_t* positions,
                         std::uint32_t count,
@@ -31,7 +33,10 @@ struct NearestRows {
 
     /// Copies the second of each two pixels.
     /// @param width of the destination, at least `halveWidth`
-    using Halve = void(const std::uint8_t* src, std::uint32_t width, std::uint8_t* dst);
+    using Halve = void(const std::uint8_t* src,
+                       const std::uint8_t* next,
+                       std::uint32_t width,
+                       std::uint8_t* dst);
 
     static constexpr std::uint32_t WINDOWS = 3;
     static constexpr std::uint32_t WINDOW[WINDOWS] = {16, 32, 64};  ///< bytes of the windows

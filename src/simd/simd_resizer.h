@@ -103,10 +103,12 @@ public:
              std::uint32_t dstStride) override;
 
 protected:
-    void EstimateIndices();
+    void EstimateRows();
+    void EstimateColumns();
 
-    /// Decides from the tables by which row functions in vectors a row is written.
-    void ChooseRows();
+    // By which row functions in vectors a row is written, if by any. Halves need no columns.
+    bool ChooseHalves();
+    void ChooseBlocks();
     bool TakesEverySecond() const;
 
     /// @return whether few enough windows of @p window bytes hold the pixels of a row
@@ -114,7 +116,8 @@ protected:
 
     std::uint32_t pixelSize = 0;  ///< bytes; 0 until the tables are built
     Table<std::uint32_t> ix;      ///< byte offset in a source row, for each destination column
-    Table<std::uint32_t> iy;      ///< source row of each destination row
+    Table<std::uint32_t> iy;      ///< source row of each destination row; the last one twice
+    std::size_t innerEnd = 0;     ///< behind the pixels before it there is a byte in both rows
 
     NearestRows::Halve* halve = nullptr;    ///< where it serves, it writes whole rows
     NearestRows::Gather* gather = nullptr;  ///< where it serves, it writes `blocks`

@@ -1,4 +1,7 @@
 // Rows of nearest pixels in vectors of 16 and 32 bytes.
+//
+// Rows of the source are passed over, so that no machine foresees which one is next: each block
+// asks for its place in it.
 
 #include "simd/simd_nearest_rows.h"
 
@@ -15,11 +18,13 @@ namespace {
 
 template <std::size_t WINDOW>
 void gather(const std::uint8_t* __restrict src,
+            const std::uint8_t* next,
             const NearestBlock* __restrict block,
             const std::uint8_t* __restrict position,
             std::uint32_t count,
             std::uint8_t* __restrict dst) {
     for (const NearestBlock* const end = block + count; block != end; ++block) {
+        __builtin_prefetch(next + block->src);
         storeLane(dst + block->dst, lookUpSpread<WINDOW>(src + block->src, position));
         position += WINDOW;
     }
@@ -39,9 +44,14 @@ inline __m256i secondOfTwo(__m256i low, __m256i high) {
 }
 
 template <std::uint32_t SIZE>
-void halve(const std::uint8_t* __restrict src, std::uint32_t width, std::uint8_t* __restrict dst) {
+void halve(const std::uint8_t* __restrict src,
+           const std::uint8_t* next,
+           std::uint32_t width,
+           std::uint8_t* __restrict dst) {
     constexpr std::size_t STEP = 2 * LANE;
-    const auto kernel = [](const std::uint8_t* from, std::uint8_t* to) {
+    const std::ptrdiff_t ahead = next - src;
+    const auto kernel = [ahead](const std::uint8_t* from, std::uint8_t* to) {
+        __builtin_prefetch(from + ahead);
         store(to, secondOfTwo<SIZE>(loadLanes(from, STEP), loadLanes(from + LANE, STEP)));
     };
     processRow<STEP / SIZE>(width, kernel, Source<2 * STEP>{src, 0u}, Target<STEP>{dst, 0u});

@@ -137,22 +137,25 @@ ResizerNearest::ResizerNearest(const ResizerParam& parameters) : Resizer(paramet
 
 ResizerNearest::~ResizerNearest() = default;
 
-void ResizerNearest::EstimateIndices() {
-    pixelSize = param.channels * elementSize(param.type);
-    iy.Resize(param.dstHeight, param.alignment);
+void ResizerNearest::EstimateRows() {
+    const std::uint32_t height = param.dstHeight;
+    iy.Resize(std::uint64_t{height} + 1, param.alignment);
+    estimate(param.method, param.srcHeight, height, 1, iy.data);
+    iy.data[height] = iy.data[height - 1];
+}
+
+void ResizerNearest::EstimateColumns() {
     ix.Resize(param.dstWidth, param.alignment);
-    estimate(param.method, param.srcHeight, param.dstHeight, 1, iy.data);
     estimate(param.method, param.srcWidth, param.dstWidth, pixelSize, ix.data);
+    const std::uint32_t last = param.dstWidth - 1;
+    const std::uint32_t edge = (param.srcWidth - 1) * pixelSize;
+    innerEnd = std::size_t(std::find(ix.data, ix.data + last, edge) - ix.data);
 }
 
 bool ResizerNearest::TakesEverySecond() const {
-    const std::uint32_t* const offset = ix.data;
-    const std::uint32_t step = pixelSize;
-    std::uint32_t difference = 0;
-    for (std::uint32_t x = 0; x < param.dstWidth; ++x) {
-        difference |= offset[x] ^ ((2 * x + 1) * step);
-    }
-    return difference == 0;
+    constexpr std::uint32_t LIMIT = 1u << 22;  // up to which floats hold the products
+    return param.method == ResizerMethodNearest && param.srcWidth <= LIMIT &&
+           param.srcWidth == 2 * param.dstWidth;
 }
 
 bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
@@ -185,16 +188,18 @@ bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
     return true;
 }
 
-void ResizerNearest::ChooseRows() {
+bool ResizerNearest::ChooseHalves() {
+    const NearestRows* const rows = vectorRows();
+    if (rows != nullptr && pixelSize <= NearestRows::HALVE_SIZE &&
+        param.dstWidth >= rows->halveWidth && TakesEverySecond()) {
+        halve = rows->halve[pixelSize - 1];
+    }
+    return halve != nullptr;
+}
+
+void ResizerNearest::ChooseBlocks() {
     const NearestRows* const rows = vectorRows();
     if (rows == nullptr) {
-        return;
-    }
-    if (pixelSize <= NearestRows::HALVE_SIZE && rows->halve[pixelSize - 1] != nullptr &&
-        param.dstWidth >= rows->halveWidth && param.dstWidth == param.srcWidth / 2 &&
-        TakesEverySecond()) {
-        halve = rows->halve[pixelSize - 1];
-        doneInVectors = param.dstWidth;
         return;
     }
     // The window whose blocks are quickest, if any are quicker than copies.
@@ -234,30 +239,35 @@ void ResizerNearest::Run(const std::uint8_t* src,
                          std::uint8_t* dst,
                          std::uint32_t dstStride) {
     if (pixelSize == 0) {
-        EstimateIndices();
-        ChooseRows();
+        pixelSize = param.channels * elementSize(param.type);
+        EstimateRows();
+        if (!ChooseHalves()) {
+            EstimateColumns();
+            ChooseBlocks();
+        }
     }
     const std::uint32_t width = param.dstWidth;
-    const std::uint32_t lastPixel = (param.srcWidth - 1) * pixelSize;
-    const std::uint32_t* const inner =
-        std::find(ix.data + std::min(doneInVectors, width - 1), ix.data + width - 1, lastPixel);
-    const PixelRange pixels = {ix.data, doneInVectors, std::size_t(inner - ix.data), width,
-                               pixelSize};
+    const PixelRange pixels = {ix.data, doneInVectors, innerEnd, width, pixelSize};
     const auto copy = pixelSize <= LARGEST_FIXED_SIZE ? COPY_PIXELS[pixelSize] : copyPixelsOfAny;
-    const std::uint8_t* previous = nullptr;
+    const auto rowAt = [&](std::uint32_t y) {
+        return src + std::ptrdiff_t(iy.data[y]) * RowStep(srcStride);
+    };
+    const std::uint8_t* above = nullptr;
+    const std::uint8_t* row = rowAt(0);
     for (std::uint32_t y = 0; y < param.dstHeight; ++y, dst += RowStep(dstStride)) {
-        const std::uint8_t* const row = src + std::ptrdiff_t(iy.data[y]) * RowStep(srcStride);
-        if (y != 0 && iy.data[y] == iy.data[y - 1]) {
-            std::memcpy(dst, previous, std::size_t{width} * pixelSize);
+        const std::uint8_t* const next = rowAt(y + 1);
+        if (row == above) {
+            std::memcpy(dst, dst - RowStep(dstStride), std::size_t{width} * pixelSize);
         } else if (halve != nullptr) {
-            halve(row, width, dst);
+            halve(row, next, width, dst);
         } else {
             if (blockCount != 0) {
-                gather(row, blocks.data, positions.data, blockCount, dst);
+                gather(row, next, blocks.data, positions.data, blockCount, dst);
             }
             copy(row, pixels, dst);
         }
-        previous = dst;
+        above = row;
+        row = next;
     }
 }
 

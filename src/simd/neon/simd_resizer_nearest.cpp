@@ -16,6 +16,7 @@ namespace {
 
 template <std::size_t WINDOW>
 void gather(const std::uint8_t* __restrict src,
+            const std::uint8_t*,
             const NearestBlock* __restrict block,
             const std::uint8_t* __restrict position,
             std::uint32_t count,
@@ -64,7 +65,10 @@ struct Halves<3> {
 };
 
 template <std::uint32_t SIZE>
-void halve(const std::uint8_t* __restrict src, std::uint32_t width, std::uint8_t* __restrict dst) {
+void halve(const std::uint8_t* __restrict src,
+           const std::uint8_t*,
+           std::uint32_t width,
+           std::uint8_t* __restrict dst) {
     using Vector = Halves<SIZE>;
     constexpr std::size_t STEP = Vector::PIXELS * SIZE;
 #pragma GCC unroll 4
