@@ -73,16 +73,10 @@ inline std::uint32_t estimateGatherBlocks(const ResizerParam& p,
 
 /// The form that scales by the ratio that the columns follow.
 /// @return null when there is none
-inline const RatioForm* findRatio(const RatioForm (&forms)[RatioCount],
-                                  const ResizerParam& p,
-                                  const std::int32_t* index,
-                                  const std::uint8_t* weight) {
-    const auto tapAt = [&](std::uint32_t x) {
-        return ByteTap{index[x], weight[2 * x * p.channels + 1]};
-    };
+inline const RatioForm* findRatio(const RatioForm (&forms)[RatioCount], const ResizerParam& p) {
     for (const RatioForm& form : forms) {
         if (p.dstWidth >= form.narrowest && form.functions[p.channels - 1] != nullptr &&
-            columnsFollow(form.ratio, p.dstWidth, tapAt)) {
+            columnsFollow(form.ratio, p.srcWidth, p.dstWidth)) {
             return &form;
         }
     }

@@ -139,6 +139,7 @@ public:
              std::uint32_t dstStride) override;
 
 protected:
+    void EstimateRows();
     void EstimateColumns();
 
     Table<std::int32_t> ax;     ///< horizontal weight of each destination element
@@ -441,16 +442,18 @@ public:
              std::uint32_t dstStride) override;
 
 protected:
+    void EstimateRows();
     void EstimateColumns();
     void EstimateBlocks();
 
     /// Makes a destination row without rows of sums.
     /// @param ahead bytes from the two rows to those of the next destination row
-    void BlendBlocks(const std::uint8_t* upper,
-                     const std::uint8_t* lower,
-                     std::int32_t lowerWeight,
-                     std::ptrdiff_t ahead,
-                     std::uint8_t* dst) const;
+    template <std::size_t LANES>
+    void BlendPairs(const std::uint8_t* upper,
+                    const std::uint8_t* lower,
+                    std::int32_t lowerWeight,
+                    std::ptrdiff_t ahead,
+                    std::uint8_t* dst) const;
 
     /// Makes destination rows from @p y on by the functions of the ratio.
     /// @return how many rows; 0 where they don't serve
@@ -460,13 +463,14 @@ protected:
                                std::uint8_t* dst,
                                std::ptrdiff_t dstStep) const;
 
-    // The inherited `ix` holds pixel numbers here; the inherited `ax` and `bx` stay empty.
+    // The inherited `ix` and `ax` hold a number for each pixel here; the inherited `bx` stay empty.
     Table<std::uint8_t> weights;  ///< a pair (16 - weight, weight) for each destination element
     Table<std::uint8_t> rows[2];  ///< two horizontally interpolated rows, of 16-bit elements
     Table<GatherBlock> blocks;
-    Table<std::uint8_t> positions;     ///< of blocks of wide windows, spread; empty when not wide
-    std::uint32_t blockCount = 0;      ///< 0 until a row needs them
-    std::uint32_t insideCount = 0;     ///< leading blocks that end within a row
+    Table<std::uint8_t> pairs;         ///< of blocks
+    bool isWide = false;               ///< whether blocks have wide windows
+    std::uint32_t pairCount = 0;       ///< 0 until a row needs them
+    std::uint32_t insideCount = 0;     ///< leading pairs that end within a row
     const RatioForm* ratio = nullptr;  ///< that the columns follow
 };
 

@@ -1,6 +1,6 @@
 // Ratios at which the taps of linear interpolation repeat after a column or two, so that a vector
-// variant needs no tables to scale by them. Whether a resizer scales by one is read from its
-// tables; so rows and columns that come out otherwise are never taken for a ratio.
+// variant needs no tables of columns to scale by them. Whether columns follow one is told by the
+// sizes, whether rows do by their table.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,6 @@ struct ByteTap {
 struct Ratio {
     std::uint32_t period;  ///< destination indices after which the weights are the same again
     std::int32_t step;     ///< source samples that a period takes
-    std::uint32_t margin;  ///< indices before the first and behind the last period: 0 or 1
     ByteTap taps[2];       ///< of the first period
 };
 
@@ -64,14 +63,10 @@ extern MeanOfThirds* const MeansOfThirds[4];
 // Compiled into each variant apart: code built for NEON must not serve the portable one.
 namespace {
 
-inline bool operator==(ByteTap a, ByteTap b) {
-    return a.index == b.index && a.weight == b.weight;
-}
-
-constexpr Ratio HALF = {1, 2, 0, {{0, 8}}};
-constexpr Ratio THIRD = {1, 3, 0, {{1, 0}}};
-constexpr Ratio TWO_THIRDS = {2, 3, 0, {{0, 4}, {1, 12}}};
-constexpr Ratio DOUBLE = {2, 1, 1, {{0, 4}, {0, 12}}};
+constexpr Ratio HALF = {1, 2, {{0, 8}}};
+constexpr Ratio THIRD = {1, 3, {{1, 0}}};
+constexpr Ratio TWO_THIRDS = {2, 3, {{0, 4}, {1, 12}}};
+constexpr Ratio DOUBLE = {2, 1, {{0, 4}, {0, 12}}};
 
 /// Scales a period of rows, with arguments as RatioForm::Function has.
 using PeriodFunction = void(const std::uint8_t* src,
@@ -80,28 +75,11 @@ using PeriodFunction = void(const std::uint8_t* src,
                             std::ptrdiff_t dstStep,
                             std::uint32_t width);
 
-/// Whether the columns are those of @p ratio. A column in the margin is the edge pixel itself.
-/// @param tapAt yields the ByteTap of a column
-template <class TapAt>
-inline bool columnsFollow(const Ratio& ratio, std::uint32_t width, TapAt tapAt) {
-    if (width <= 2 * ratio.margin || (width - 2 * ratio.margin) % ratio.period != 0) {
-        return false;
-    }
-    const std::uint32_t last = width - 1;
-    if (ratio.margin != 0 &&
-        !(tapAt(0) == ByteTap{0, 0} && tapAt(last) == ByteTap{tapAt(last - 1).index, 16})) {
-        return false;
-    }
-    std::int32_t start = 0;
-    for (std::uint32_t x = ratio.margin; x < width - ratio.margin; start += ratio.step) {
-        for (std::uint32_t k = 0; k < ratio.period; ++k, ++x) {
-            const ByteTap tap = ratio.taps[k];
-            if (!(tapAt(x) == ByteTap{start + tap.index, tap.weight})) {
-                return false;
-            }
-        }
-    }
-    return true;
+/// Whether the columns are those of @p ratio; where it doubles, the first and the last one are the
+/// edge pixels themselves. Up to the limit floats hold the scale and all positions exactly.
+inline bool columnsFollow(const Ratio& ratio, std::uint32_t src, std::uint32_t dst) {
+    constexpr std::uint32_t LIMIT = 1u << 21;
+    return src <= LIMIT && dst <= LIMIT && src * ratio.period == dst * std::uint32_t(ratio.step);
 }
 
 /// How many periods of @p ratio the next rows are, wherever in the source they start.

@@ -31,26 +31,17 @@ void spread(std::uint8_t* positions, std::uint32_t count) {
     }
 }
 
-/// What stands at 16 positions of a window, the low lane or the high lane of it. Zero elsewhere.
+/// What stands at 16 positions of a window.
 /// @param spread as the function leaves them; of 16 bytes, the positions
-template <std::size_t WINDOW>
-inline __m256i lookUpLanes(const std::uint8_t* window, const std::uint8_t* spread) {
-    const __m256i bytes = _mm256_shuffle_epi8(load(window), load(spread));
-    if constexpr (WINDOW == VECTOR) {
-        return bytes;
-    } else {
-        static_assert(WINDOW == 2 * VECTOR, "there are no others");
-        return _mm256_or_si256(bytes,
-                               _mm256_shuffle_epi8(load(window + VECTOR), load(spread + VECTOR)));
-    }
-}
-
 template <std::size_t WINDOW>
 inline __m128i lookUpSpread(const std::uint8_t* window, const std::uint8_t* spread) {
     if constexpr (WINDOW == LANE) {
         return _mm_shuffle_epi8(loadLane(window), loadLane(spread));
     } else {
-        const __m256i bytes = lookUpLanes<WINDOW>(window, spread);
+        __m256i bytes = _mm256_shuffle_epi8(load(window), load(spread));
+        for (std::size_t i = VECTOR; i < WINDOW; i += VECTOR) {
+            bytes = _mm256_or_si256(bytes, _mm256_shuffle_epi8(load(window + i), load(spread + i)));
+        }
         return _mm_or_si128(lowLane(bytes), highLane(bytes));
     }
 }

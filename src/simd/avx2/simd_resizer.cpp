@@ -36,6 +36,12 @@ bool isCopied(std::uint32_t src, std::uint32_t dst) {
     return src % dst == 0 && src / dst % 2 == 1 && src <= FLOAT_LIMIT;
 }
 
+/// Whether areas are 2 x 2 whole pixels, whose mean is what linear interpolation takes halfway.
+bool isHalved(const ResizerParam& p) {
+    return p.srcWidth == 2 * p.dstWidth && p.srcHeight == 2 * p.dstHeight &&
+           p.srcWidth <= FLOAT_LIMIT && p.srcHeight <= FLOAT_LIMIT;
+}
+
 /// Whether areas of pixels lie within a source pixel, and are that. For these ratios the weights
 /// are free of rounding.
 bool isRepeated(std::uint32_t src, std::uint32_t dst) {
@@ -74,6 +80,8 @@ constexpr ResizerRule RULES[] = {
     {[](const ResizerParam& p) { return isPlane(p) && isBilinearFloat(p); },
      create<ResizerFloatBilinear>},
     {isFastArea, create<ResizerByteArea2x2>},
+    {[](const ResizerParam& p) { return isArea(p) && isWide(p) && isHalved(p); },
+     create<ResizerByteBilinear>},
     {[](const ResizerParam& p) {
          return isArea(p) && isRepeated(p.srcWidth, p.dstWidth) &&
                 isRepeated(p.srcHeight, p.dstHeight);

@@ -28,9 +28,8 @@ namespace Avx2 {
 namespace {
 
 constexpr std::int32_t FRACTION = 16;
-constexpr int SHIFT = 8;                // of both weights
-constexpr std::size_t SUM_SIZE = 2;     // bytes
-constexpr std::uint32_t WIDE_GAIN = 4;  // elements of a block that take the time of a wide window
+constexpr int SHIFT = 8;               // of both weights
+constexpr std::uint32_t SUM_SIZE = 2;  // bytes
 
 struct RowWeights {
     __m256i upper;
@@ -47,103 +46,145 @@ inline __m256i blend(__m256i upper, __m256i lower, const RowWeights& weights) {
     return _mm256_srli_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(1 << (SHIFT - 1))), SHIFT);
 }
 
-/// Two blocks, a lane each.
-struct BlockPair {
-    const GatherBlock* block;
-    __m256i positions;
-    __m256i weights;
+/// Two blocks, a lane each, whose windows have @p LANES times 16 bytes.
+template <std::size_t LANES>
+struct alignas(VECTOR) BlockPair {
+    std::uint8_t weights[VECTOR];
+    std::uint8_t positions[LANES][VECTOR];
+    std::int32_t src[2];   // first bytes of the windows
+    std::uint32_t dst[2];  // first elements that are written
 
-    BlockPair(const GatherBlock* first, const std::uint8_t* pairs)
-        : block(first),
-          positions(lanesOf(loadLane(first[0].shuffle), loadLane(first[1].shuffle))),
-          weights(lanesOf(loadLane(pairs + first[0].dst), loadLane(pairs + first[1].dst))) {}
+    BlockPair(const GatherBlock* block, const std::uint8_t* pairs)
+        : src{block[0].src, block[1].src}, dst{block[0].dst / SUM_SIZE, block[1].dst / SUM_SIZE} {
+        store(weights, lanesOf(loadLane(pairs + block[0].dst), loadLane(pairs + block[1].dst)));
+        const __m256i both = lanesOf(loadLane(block[0].shuffle), loadLane(block[1].shuffle));
+        for (std::size_t i = 0; i < LANES; ++i) {
+            store(positions[i], withinLanes(both, int(i), int(i)));
+        }
+    }
 
-    __m256i sums(const std::uint8_t* src) const {
-        const __m256i bytes = lanesOf(loadLane(src + block[0].src), loadLane(src + block[1].src));
-        return _mm256_maddubs_epi16(_mm256_shuffle_epi8(bytes, positions), weights);
+    /// @param first, second windows of a row
+    __m256i sums(const std::uint8_t* first, const std::uint8_t* second) const {
+        __m256i bytes = samples(first, second, 0);
+        for (std::size_t i = 1; i < LANES; ++i) {
+            bytes = _mm256_or_si256(bytes, samples(first, second, i));
+        }
+        return _mm256_maddubs_epi16(bytes, load(weights));
+    }
+
+    __m256i samples(const std::uint8_t* first, const std::uint8_t* second, std::size_t lane) const {
+        const __m256i bytes =
+            lanesOf(loadLane(first + lane * LANE), loadLane(second + lane * LANE));
+        return _mm256_shuffle_epi8(bytes, load(positions[lane]));
     }
 };
 
-/// Blocks in their order, as each may write beyond its elements.
-/// @param count at least 2
-template <class Function>
-inline void forBlockPairs(const GatherBlock* block,
-                          std::uint32_t count,
-                          const std::uint8_t* pairs,
-                          Function function) {
-    for (std::uint32_t i = count / 2; i != 0; --i, block += 2) {
-        function(BlockPair(block, pairs));
-    }
-    // A last single block goes with the one before.
-    if (count % 2 != 0) {
-        function(BlockPair(block - 1, pairs));
+template <std::size_t LANES>
+BlockPair<LANES>* pairsIn(const Table<std::uint8_t>& table) {
+    return static_cast<BlockPair<LANES>*>(static_cast<void*>(table.data));
+}
+
+/// @param count   pairs of blocks
+/// @param weights a pair for each element
+template <std::size_t LANES>
+void estimatePairs(const GatherBlock* blocks,
+                   const std::uint8_t* weights,
+                   std::uint32_t count,
+                   Table<std::uint8_t>& table) {
+    table.Resize(count * sizeof(BlockPair<LANES>), VECTOR);
+    BlockPair<LANES>* const pairs = pairsIn<LANES>(table);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        pairs[i] = BlockPair<LANES>(blocks + 2 * i, weights);
     }
 }
 
+/// Pairs in their order, as each may write beyond its elements.
 [[gnu::flatten]] void gatherRow(const std::uint8_t* __restrict src,
-                                const GatherBlock* __restrict blocks,
+                                const BlockPair<1>* __restrict pairs,
                                 std::uint32_t count,
-                                const std::uint8_t* __restrict pairs,
                                 std::uint8_t* __restrict row) {
-    forBlockPairs(blocks, count, pairs, [&](const BlockPair& pair) {
-        const __m256i sums = pair.sums(src);
-        storeLane(row + pair.block[0].dst, lowLane(sums));
-        storeLane(row + pair.block[1].dst, highLane(sums));
-    });
+    for (const BlockPair<1>* pair = pairs; pair != pairs + count; ++pair) {
+        const __m256i sums = pair->sums(src + pair->src[0], src + pair->src[1]);
+        storeLane(row + std::size_t{pair->dst[0]} * SUM_SIZE, lowLane(sums));
+        storeLane(row + std::size_t{pair->dst[1]} * SUM_SIZE, highLane(sums));
+    }
 }
 
-/// Blends two rows at once.
-/// @param dst receives the first element of the first block
+/// Blends two rows at once. Where windows are wide, so much of the source is passed over that no
+/// machine foresees the next rows.
+/// @param ahead  bytes from the two rows to the next two
+/// @param origin the element at @p dst
+template <std::size_t LANES>
 [[gnu::flatten]] void gatherBlend(const std::uint8_t* __restrict upper,
                                   const std::uint8_t* __restrict lower,
                                   std::int32_t lowerWeight,
-                                  const GatherBlock* __restrict blocks,
+                                  std::ptrdiff_t ahead,
+                                  const BlockPair<LANES>* __restrict pairs,
                                   std::uint32_t count,
-                                  const std::uint8_t* __restrict pairs,
+                                  std::uint32_t origin,
                                   std::uint8_t* __restrict dst) {
     const RowWeights weights(lowerWeight);
-    const std::uint32_t origin = blocks->dst;
-    forBlockPairs(blocks, count, pairs, [&](const BlockPair& pair) {
-        const __m256i sums = blend(pair.sums(upper), pair.sums(lower), weights);
-        const __m256i bytes = _mm256_packus_epi16(sums, sums);
-        _mm_storeu_si64(dst + (pair.block[0].dst - origin) / SUM_SIZE, lowLane(bytes));
-        _mm_storeu_si64(dst + (pair.block[1].dst - origin) / SUM_SIZE, highLane(bytes));
-    });
+    for (const BlockPair<LANES>* pair = pairs; pair != pairs + count; ++pair) {
+        const auto sumsOf = [&](const std::uint8_t* row) {
+            const std::uint8_t* const first = row + pair->src[0];
+            const std::uint8_t* const second = row + pair->src[1];
+            if (LANES > 1) {
+                __builtin_prefetch(first + ahead);
+                __builtin_prefetch(second + ahead);
+            }
+            return pair->sums(first, second);
+        };
+        const __m256i blended = blend(sumsOf(upper), sumsOf(lower), weights);
+        const __m256i bytes = _mm256_packus_epi16(blended, blended);
+        _mm_storeu_si64(dst + (pair->dst[0] - origin), lowLane(bytes));
+        _mm_storeu_si64(dst + (pair->dst[1] - origin), highLane(bytes));
+    }
 }
 
-constexpr std::uint32_t WIDE_WINDOW = 64;
+constexpr std::uint32_t WIDE = 3;   // lanes of a wide window
+constexpr float WIDE_RATIO = 4.5f;  // from which fewer blocks make up for the work that they need
 
-/// The same for blocks of wide windows, one after the other. A lane is a row here. So much of the
-/// source is passed over that no machine foresees the next rows.
-/// @param ahead bytes from the two rows to the next two
-[[gnu::flatten]] void gatherBlendWide(const std::uint8_t* __restrict upper,
-                                      const std::uint8_t* __restrict lower,
-                                      std::int32_t lowerWeight,
-                                      std::ptrdiff_t ahead,
-                                      const GatherBlock* __restrict blocks,
-                                      const std::uint8_t* __restrict positions,
-                                      std::uint32_t count,
-                                      const std::uint8_t* __restrict pairs,
-                                      std::uint8_t* __restrict dst) {
-    const RowWeights weights(lowerWeight);
-    const __m256i rowWeights = lowThenHigh(weights.upper, weights.lower);
-    const __m128i half = _mm_set1_epi16(1 << (SHIFT - 1));
-    const std::uint32_t origin = blocks->dst;
-    for (const GatherBlock* block = blocks; block != blocks + count; ++block) {
-        const std::uint8_t* const first = upper + block->src;
-        const std::uint8_t* const second = lower + block->src;
-        __builtin_prefetch(first + ahead);
-        __builtin_prefetch(second + ahead);
-        const __m256i above = lookUpLanes<WIDE_WINDOW>(first, positions);
-        const __m256i below = lookUpLanes<WIDE_WINDOW>(second, positions);
-        const __m256i samples = _mm256_or_si256(lowLanes(above, below), highLanes(above, below));
-        const __m256i sums = _mm256_maddubs_epi16(
-            samples, _mm256_broadcastsi128_si256(loadLane(pairs + block->dst)));
-        const __m256i weighed = _mm256_mullo_epi16(sums, rowWeights);
-        const __m128i sum = _mm_add_epi16(lowLane(weighed), highLane(weighed));
-        const __m128i rounded = _mm_srli_epi16(_mm_add_epi16(sum, half), SHIFT);
-        _mm_storeu_si64(dst + (block->dst - origin) / SUM_SIZE, _mm_packus_epi16(rounded, rounded));
-        positions += WIDE_WINDOW;
+/// A block of the last elements of a row, which ends with it.
+/// @return whether a window holds their samples
+bool estimateLastBlock(const ResizerParam& p,
+                       const std::int32_t* index,
+                       std::uint32_t window,
+                       GatherBlock& block) {
+    constexpr std::uint32_t COUNT = GATHER_PAIRS / 2;
+    const std::uint32_t begin = p.dstWidth * p.channels - COUNT;
+    std::uint32_t samples[COUNT];
+    std::uint32_t first = p.srcWidth * p.channels - window;
+    std::uint32_t last = 0;
+    for (std::uint32_t i = 0; i < COUNT; ++i) {
+        const std::uint32_t x = (begin + i) / p.channels;
+        samples[i] = std::uint32_t(index[x]) * p.channels + (begin + i) % p.channels;
+        first = samples[i] < first ? samples[i] : first;
+        last = samples[i] > last ? samples[i] : last;
+    }
+    block.src = std::int32_t(first);
+    block.dst = 2 * begin;
+    for (std::uint32_t i = 0; i < COUNT; ++i) {
+        block.shuffle[2 * i] = std::uint8_t(samples[i] - first);
+        block.shuffle[2 * i + 1] = std::uint8_t(samples[i] - first + p.channels);
+    }
+    return last + p.channels - first < window;
+}
+
+/// The taps of all destination indices as `centredTap` and `byteWeight` give them, without
+/// branches, so that compilers widen the loop.
+void estimateTaps(std::uint32_t src,
+                  std::uint32_t dst,
+                  std::int32_t* __restrict index,
+                  std::int32_t* __restrict weight) {
+    const std::int32_t last = std::int32_t(src) - 1;
+    const float scale = float(src) / float(dst);
+    for (std::int32_t i = 0; i < std::int32_t(dst); ++i) {
+        const float position = fused(scale, float(i) + 0.5f, -0.5f);
+        const float inside = position < 0.0f ? 0.0f : position;
+        const auto left = std::int32_t(inside);
+        const bool reachesEnd = left >= last;
+        index[i] = reachesEnd ? last - 1 : left;
+        weight[i] = byteWeight({0, reachesEnd ? 1.0f : inside - float(left)});
     }
 }
 
@@ -172,59 +213,79 @@ ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& parameters)
 
 ResizerByteBilinear::~ResizerByteBilinear() = default;
 
+void ResizerByteBilinear::EstimateRows() {
+    ay.Resize(param.dstHeight, param.alignment);
+    iy.Resize(param.dstHeight, param.alignment);
+    estimateTaps(param.srcHeight, param.dstHeight, iy.data, ay.data);
+    ratio = findRatio(RatioForms, param);
+}
+
 void ResizerByteBilinear::EstimateColumns() {
-    const std::uint32_t size = param.dstWidth * param.channels;
+    const std::uint32_t channels = param.channels;
     ix.Resize(param.dstWidth, param.alignment);
-    weights.Resize(std::uint64_t{2} * size, param.alignment);
-    estimateWeightPairs(param, ix.data, weights.data);
-    ratio = findRatio(RatioForms, param, ix.data, weights.data);
+    ax.Resize(param.dstWidth, param.alignment);
+    weights.Resize(std::uint64_t{2} * param.dstWidth * channels, param.alignment);
+    estimateTaps(param.srcWidth, param.dstWidth, ix.data, ax.data);
+    std::uint8_t* weight = weights.data;
+    for (std::uint32_t x = 0; x < param.dstWidth; ++x) {
+        for (std::uint32_t c = 0; c < channels; ++c, weight += 2) {
+            weight[0] = std::uint8_t(FRACTION - ax.data[x]);
+            weight[1] = std::uint8_t(ax.data[x]);
+        }
+    }
 }
 
 void ResizerByteBilinear::EstimateBlocks() {
+    EstimateColumns();
     const std::uint32_t size = param.dstWidth * param.channels;
-    blocks.Resize(size, param.alignment);
-    rows[0].Resize(SUM_SIZE * size, param.alignment);
-    rows[1].Resize(SUM_SIZE * size, param.alignment);
-    blockCount = estimateGatherBlocks(param, ix.data, blocks.data);
-    // Where the samples lie so far apart that a block has few of them, wide windows need more work
-    // for a block, but for fewer blocks.
+    const std::uint32_t srcSize = param.srcWidth * param.channels;
     const bool shrinks = param.srcHeight >= param.dstHeight;
-    if (shrinks && blockCount * WIDE_GAIN > size &&
-        param.srcWidth * param.channels >= WIDE_WINDOW) {
-        blockCount = estimateGatherBlocks(param, ix.data, blocks.data, WIDE_WINDOW);
-        positions.Resize(std::uint64_t{blockCount} * WIDE_WINDOW, param.alignment);
-        for (std::size_t i = 0; i < blockCount; ++i) {
-            std::memcpy(positions.data + i * GATHER_PAIRS, blocks.data[i].shuffle, GATHER_PAIRS);
+    isWide = shrinks && srcSize >= WIDE * LANE &&
+             float(param.srcWidth) > WIDE_RATIO * float(param.dstWidth);
+    const std::uint32_t window = isWide ? WIDE * LANE : GATHER_WINDOW;
+    blocks.Resize(size + 1, param.alignment);
+    std::uint32_t count = estimateGatherBlocks(param, ix.data, blocks.data, window);
+    const std::uint32_t lastFull = SUM_SIZE * size - GATHER_PAIRS;
+    const auto isInside = [&](std::uint32_t block) { return blocks.data[block].dst <= lastFull; };
+    GatherBlock last;
+    if (!isInside(count - 1) && estimateLastBlock(param, ix.data, window, last)) {
+        while (!isInside(count - 1)) {
+            --count;
         }
-        spread<WIDE_WINDOW>(positions.data, blockCount);
+        blocks.data[count++] = last;
     }
-    insideCount = blockCount;
-    while (blocks.data[insideCount - 1].dst + GATHER_PAIRS > SUM_SIZE * size) {
+    if (count % 2 != 0) {
+        // A last single block goes with the one before.
+        blocks.data[count] = blocks.data[count - 1];
+        blocks.data[count - 1] = blocks.data[count - 2];
+        ++count;
+    }
+    pairCount = insideCount = count / 2;
+    while (!isInside(2 * insideCount - 1)) {
         --insideCount;
+    }
+    const auto estimate = isWide ? estimatePairs<WIDE> : estimatePairs<1>;
+    estimate(blocks.data, weights.data, pairCount, pairs);
+    if (!shrinks) {
+        rows[0].Resize(SUM_SIZE * size, param.alignment);
+        rows[1].Resize(SUM_SIZE * size, param.alignment);
     }
 }
 
-void ResizerByteBilinear::BlendBlocks(const std::uint8_t* upper,
-                                      const std::uint8_t* lower,
-                                      std::int32_t lowerWeight,
-                                      std::ptrdiff_t ahead,
-                                      std::uint8_t* dst) const {
-    const auto blendBlocks = [&](std::size_t first, std::uint32_t count, std::uint8_t* to) {
-        const GatherBlock* const block = blocks.data + first;
-        if (positions.size != 0) {
-            gatherBlendWide(upper, lower, lowerWeight, ahead, block,
-                            positions.data + first * WIDE_WINDOW, count, weights.data, to);
-        } else {
-            gatherBlend(upper, lower, lowerWeight, block, count, weights.data, to);
-        }
-    };
-    blendBlocks(0, insideCount, dst);
-    if (insideCount != blockCount) {
+template <std::size_t LANES>
+void ResizerByteBilinear::BlendPairs(const std::uint8_t* upper,
+                                     const std::uint8_t* lower,
+                                     std::int32_t lowerWeight,
+                                     std::ptrdiff_t ahead,
+                                     std::uint8_t* dst) const {
+    const BlockPair<LANES>* const first = pairsIn<LANES>(pairs);
+    gatherBlend(upper, lower, lowerWeight, ahead, first, insideCount, 0, dst);
+    if (insideCount != pairCount) {
         // The last blocks would write beyond the row.
-        const std::uint32_t last = insideCount - 1;
-        const std::size_t begin = blocks.data[last].dst / SUM_SIZE;
+        const std::uint32_t begin = first[insideCount].dst[0];
         std::uint8_t tail[VECTOR];
-        blendBlocks(last, blockCount - last, tail);
+        gatherBlend(upper, lower, lowerWeight, ahead, first + insideCount, pairCount - insideCount,
+                    begin, tail);
         std::memcpy(dst + begin, tail, std::size_t{param.dstWidth} * param.channels - begin);
     }
 }
@@ -255,13 +316,13 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
                               std::uint32_t srcStride,
                               std::uint8_t* dst,
                               std::uint32_t dstStride) {
-    if (weights.size == 0) {
-        EstimateColumns();
+    if (iy.size == 0) {
+        EstimateRows();
     }
     const std::size_t size = std::size_t{param.dstWidth} * param.channels;
     const bool shrinks = param.srcHeight >= param.dstHeight;
     const auto interpolate = [&](std::int32_t row, std::uint8_t* sums) {
-        gatherRow(src + row * RowStep(srcStride), blocks.data, blockCount, weights.data, sums);
+        gatherRow(src + row * RowStep(srcStride), pairsIn<1>(pairs), pairCount, sums);
     };
     RowPair<std::uint8_t*> pair = {rows[0].data, rows[1].data};
     for (std::uint32_t y = 0, count = 1; y < param.dstHeight; y += count) {
@@ -274,14 +335,18 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
         count = ScaleByRatio(y, upper, lower, dst, RowStep(dstStride));
         if (count == 0) {
             count = 1;
-            if (blockCount == 0) {
+            if (pairCount == 0) {
                 EstimateBlocks();
                 pair = {rows[0].data, rows[1].data};
             }
             if (shrinks) {
                 const bool last = y + 1 == param.dstHeight;
                 const std::ptrdiff_t ahead = last ? 0 : (index[1] - *index) * RowStep(srcStride);
-                BlendBlocks(upper, lower, weight, ahead, dst);
+                if (isWide) {
+                    BlendPairs<WIDE>(upper, lower, weight, ahead, dst);
+                } else {
+                    BlendPairs<1>(upper, lower, weight, ahead, dst);
+                }
             } else {
                 pair.moveTo(*index, interpolate);
                 blendRows(pair.upper, pair.lower, weight, size, dst);

@@ -48,7 +48,11 @@ void blendRows(const std::int32_t* __restrict upper,
 
 }  // namespace
 
-ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& parameters) : Resizer(parameters) {
+ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& parameters) : Resizer(parameters) {}
+
+ResizerByteBilinear::~ResizerByteBilinear() = default;
+
+void ResizerByteBilinear::EstimateRows() {
     ay.Resize(param.dstHeight, param.alignment);
     iy.Resize(param.dstHeight, param.alignment);
     for (std::uint32_t y = 0; y < param.dstHeight; ++y) {
@@ -57,8 +61,6 @@ ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& parameters) : Resiz
         ay.data[y] = byteWeight(tap);
     }
 }
-
-ResizerByteBilinear::~ResizerByteBilinear() = default;
 
 void ResizerByteBilinear::EstimateColumns() {
     const std::uint32_t channels = param.channels;
@@ -81,6 +83,7 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
                               std::uint8_t* dst,
                               std::uint32_t dstStride) {
     if (ax.size == 0) {
+        EstimateRows();
         EstimateColumns();
     }
     const auto interpolate = [&](std::int32_t row, std::int32_t* sums) {

@@ -290,12 +290,13 @@ ResizerByteBilinear::~ResizerByteBilinear() = default;
 void ResizerByteBilinear::EstimateTables() {
     const std::uint32_t channels = param.channels;
     const std::uint64_t size = std::uint64_t{param.dstWidth} * channels;
+    EstimateRows();
     ix.Resize(param.dstWidth, param.alignment);
     weights.Resize(2 * size, param.alignment);
     rows[0].Resize(SUM_SIZE * size, param.alignment);
     rows[1].Resize(SUM_SIZE * size, param.alignment);
     estimateWeightPairs(param, ix.data, weights.data);
-    ratio = findRatio(RatioForms, param, ix.data, weights.data);
+    ratio = findRatio(RatioForms, param);
     // A window never reaches beyond its row.
     if (ratio == nullptr && channels <= GATHER_CHANNELS &&
         param.srcWidth * channels >= GATHER_WINDOW &&
