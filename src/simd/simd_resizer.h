@@ -113,6 +113,7 @@ protected:
 
     /// @return whether few enough windows of @p window bytes hold the pixels of a row
     bool CutIntoBlocks(std::uint32_t window);
+    void FindInnerPixels();
 
     std::uint32_t pixelSize = 0;  ///< bytes; 0 until the tables are built
     Table<std::uint32_t> ix;      ///< byte offset in a source row, for each destination column

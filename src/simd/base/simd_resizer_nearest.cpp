@@ -147,9 +147,14 @@ void ResizerNearest::EstimateRows() {
 void ResizerNearest::EstimateColumns() {
     ix.Resize(param.dstWidth, param.alignment);
     estimate(param.method, param.srcWidth, param.dstWidth, pixelSize, ix.data);
+}
+
+void ResizerNearest::FindInnerPixels() {
     const std::uint32_t last = param.dstWidth - 1;
     const std::uint32_t edge = (param.srcWidth - 1) * pixelSize;
-    innerEnd = std::size_t(std::find(ix.data, ix.data + last, edge) - ix.data);
+    const std::uint32_t* const offset = ix.data;
+    const auto* const end = std::find(offset + std::min(doneInVectors, last), offset + last, edge);
+    innerEnd = std::size_t(end - offset);
 }
 
 bool ResizerNearest::TakesEverySecond() const {
@@ -244,6 +249,7 @@ void ResizerNearest::Run(const std::uint8_t* src,
         if (!ChooseHalves()) {
             EstimateColumns();
             ChooseBlocks();
+            FindInnerPixels();
         }
     }
     const std::uint32_t width = param.dstWidth;
