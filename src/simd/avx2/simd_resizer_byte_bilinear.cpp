@@ -255,9 +255,8 @@ void ResizerByteBilinear::EstimateBlocks() {
         blocks.data[count++] = last;
     }
     if (count % 2 != 0) {
-        // A last single block goes with the one before.
+        // A last single block is written twice.
         blocks.data[count] = blocks.data[count - 1];
-        blocks.data[count - 1] = blocks.data[count - 2];
         ++count;
     }
     pairCount = insideCount = count / 2;
