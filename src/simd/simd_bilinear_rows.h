@@ -1,6 +1,7 @@
 // The two steps of bilinear scaling in float arithmetic, on rows, and where their variants stand.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace Simd {
@@ -66,8 +67,30 @@ extern HalveFloats* const FloatHalves[4];  // for 1 to 4 channels
 
 // Fused steps in vectors of eight elements.
 namespace Avx2 {
-extern const BilinearRows<float> FloatRows;
 extern const BilinearRows<std::uint16_t> ShortRows;
+
+/// Functions for rows whose samples lie in one way.
+struct FloatForm {
+    /// Two destination rows that lie between the same source rows.
+    /// @param ay      of both
+    /// @param dstStep elements from one to the other
+    using SampleTwo = void(const float* upper,
+                           const float* lower,
+                           std::uint32_t step,
+                           const std::int32_t* ix,
+                           const float* ax,
+                           const float* ay,
+                           std::uint32_t size,
+                           float* dst,
+                           std::ptrdiff_t dstStep);
+
+    BilinearRows<float> rows;
+    BilinearRows<float>::Sample* sampleAhead;  ///< where rows are read one after the other
+    SampleTwo* sampleTwo;
+};
+
+/// @param channels from 1 to 4
+const FloatForm& FloatFormOf(std::uint32_t channels, const std::int32_t* ix, std::uint32_t size);
 
 /// As those of Neon, for a width of at least 8.
 using HalveFloats = Neon::HalveFloats;

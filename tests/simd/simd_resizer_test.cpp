@@ -231,7 +231,7 @@ Bytes imageOf(const Picture& picture, Size type, Size length, Size padding) {
 /// Copies @p image to an end of memory between inaccessible pages.
 unsigned char* put(const Bytes& image, support::PageGuardedFrame& memory, bool at_end) {
     unsigned char* const start =
-        memory.frame().planeData(0) + (at_end ? (1 << 20) - image.size() : 0);
+        memory.frame().planeData(0) + (at_end ? (1 << 21) - image.size() : 0);
     return static_cast<unsigned char*>(std::memcpy(start, image.data(), image.size()));
 }
 
@@ -241,8 +241,8 @@ testing::AssertionResult gives(const Shape& s,
                                const Picture& source,
                                const std::vector<Picture>& allowed,
                                bool at_end) {
-    static support::PageGuardedFrame from(tavo::FRAME_GRAY8, {1024, 1024}, true);
-    static support::PageGuardedFrame to(tavo::FRAME_GRAY8, {1024, 1024}, true);
+    static support::PageGuardedFrame from(tavo::FRAME_GRAY8, {2048, 1024}, true);
+    static support::PageGuardedFrame to(tavo::FRAME_GRAY8, {2048, 1024}, true);
     const Size bytes = ELEMENT_BYTES[s.type], padding = at_end ? 3 : 0, src_padding = 3 - padding;
     const Size length = s.dst_width * s.channels, src_length = s.src_width * s.channels;
     const Size stride = (length + padding) * bytes, src_stride = (src_length + src_padding) * bytes;
@@ -317,7 +317,8 @@ TEST_P(ResizerOf, EverySizeGivesWeightedSums) {
                             {40, 700, 20, 2, 1, type, method}, {9, 2100, 3, 1, 1, type, method},
                             {901, 9, 70, 4, 2, type, method},  {333, 7, 40, 3, 4, type, method},
                             {641, 9, 160, 3, 1, type, method}, {300, 20, 420, 31, 3, type, method},
-                            {17, 16, 33, 15, 5, type, method}, {2, 9, 17, 2, 5, type, method}};
+                            {17, 16, 33, 15, 5, type, method}, {2, 9, 17, 2, 5, type, method},
+                            {36, 9, 34, 13, 1, type, method}};
     std::for_each(std::begin(others), std::end(others), tryShape);
 }
 
@@ -337,6 +338,13 @@ TEST(Resizer, NearestOfManyRatios) {
         }
         tryShape({src, 4, dst, 3, 1, Short, Centre});
         tryShape({src, 4, dst, 3, 3, Float, Centre});
+    }
+}
+
+/// Sources that are larger than a cache.
+TEST(Resizer, LargeFloats) {
+    for (const Size channels : {1, 3}) {
+        tryShape({300, 900 / channels, 200, 600 / channels, channels, Float, Linear});
     }
 }
 

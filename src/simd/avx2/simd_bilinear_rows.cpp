@@ -1,5 +1,5 @@
 // The row functions in vectors of eight elements, with the fused steps of the portable ones. What
-// is left at a row's end, and the pixels of other channel counts, are done by those.
+// is left at a row's end, and shorts of more than one channel, are done by those.
 
 #include "simd/simd_bilinear_rows.h"
 
@@ -106,13 +106,117 @@ inline void store(__m256 value, std::uint16_t* dst) {
     storeLane(dst, _mm_packus_epi32(lowLane(whole), highLane(whole)));
 }
 
+// ---- Ways to the samples of a block: `PIXEL` is the number of channels that its vectors follow --
+
+/// Samples wherever they lie, each pair or pixel by a load of its own.
+template <std::size_t CHANNELS>
+struct Scattered {
+    static constexpr std::size_t PIXEL = CHANNELS;
+    using Rest = Scattered;
+
+    /// How many leading elements of a row are loaded so without passing the end of the source.
+    static std::uint32_t inside(const std::int32_t*, std::uint32_t size) { return size; }
+
+    template <class T>
+    static Samples load(const T* src, const std::int32_t* ix, std::uint32_t i) {
+        return loadSamples<CHANNELS>(src, ix + i);
+    }
+};
+
+/// The left samples of a block lie within a vector, the right ones within that a pixel further on.
+template <std::size_t CHANNELS>
+struct Window {
+    static constexpr std::size_t PIXEL = 1;
+    using Rest = Scattered<CHANNELS>;
+
+    /// The first sample of a block, which may begin within a pixel: then the next pixel can go back
+    /// to the same source pixel.
+    static std::int32_t start(const std::int32_t* ix) {
+        std::int32_t first = ix[0];
+        for (std::size_t c = 1; c < CHANNELS; ++c) {
+            first = ix[c] < first ? ix[c] : first;
+        }
+        return first;
+    }
+
+    static bool fits(const std::int32_t* ix, std::uint32_t size) {
+        for (std::uint32_t i = 0; i < size / ELEMENTS * ELEMENTS; ++i) {
+            if (ix[i] - start(ix + i / ELEMENTS * ELEMENTS) >= std::int32_t(ELEMENTS)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// Whole blocks and whole pixels.
+    static std::uint32_t inside(const std::int32_t* ix, std::uint32_t size) {
+        constexpr std::uint32_t STEP = ELEMENTS * CHANNELS;
+        const std::int32_t last = ix[size - 1] - std::int32_t(ELEMENTS - 1);
+        std::uint32_t end = size / STEP * STEP;
+        while (end > 0 && start(ix + end - ELEMENTS) > last) {
+            end -= STEP;
+        }
+        return end;
+    }
+
+    static Samples load(const float* src, const std::int32_t* ix, std::uint32_t i) {
+        const std::int32_t first = start(ix + i);
+        const __m256i place = _mm256_sub_epi32(Avx2::load(ix + i), _mm256_set1_epi32(first));
+        return {_mm256_permutevar8x32_ps(_mm256_loadu_ps(src + first), place),
+                _mm256_permutevar8x32_ps(_mm256_loadu_ps(src + first + CHANNELS), place)};
+    }
+};
+
+/// Of single channels: both samples of half a block lie within a vector.
+struct HalfWindows {
+    static constexpr std::size_t PIXEL = 1;
+    static constexpr std::uint32_t HALF = ELEMENTS / 2;
+    using Rest = Scattered<1>;
+
+    static bool fits(const std::int32_t* ix, std::uint32_t size) {
+        for (std::uint32_t i = HALF; i <= size; i += HALF) {
+            if (ix[i - 1] + 1 - ix[i - HALF] >= std::int32_t(ELEMENTS)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    static std::uint32_t inside(const std::int32_t* ix, std::uint32_t size) {
+        const std::int32_t last = ix[size - 1] + 1 - std::int32_t(ELEMENTS - 1);
+        std::uint32_t end = size / ELEMENTS * ELEMENTS;
+        while (end > 0 && ix[end - HALF] > last) {
+            end -= ELEMENTS;
+        }
+        return end;
+    }
+
+    /// Places of four elements in their window, in both lanes.
+    static __m256i places(const std::int32_t* ix) {
+        return _mm256_sub_epi32(_mm256_broadcastsi128_si256(loadLane(ix)), _mm256_set1_epi32(*ix));
+    }
+
+    static Samples load(const float* src, const std::int32_t* ix, std::uint32_t i) {
+        const __m256i rightHigh = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
+        const __m256i rightLow = _mm256_setr_epi32(1, 1, 1, 1, 0, 0, 0, 0);
+        const std::int32_t* const half = ix + i + HALF;
+        const __m256 low = _mm256_permutevar8x32_ps(_mm256_loadu_ps(src + ix[i]),
+                                                    _mm256_add_epi32(places(ix + i), rightHigh));
+        const __m256 high = _mm256_permutevar8x32_ps(_mm256_loadu_ps(src + *half),
+                                                     _mm256_add_epi32(places(half), rightLow));
+        return {_mm256_blend_ps(low, high, 0xF0), _mm256_permute2f128_ps(low, high, 0x21)};
+    }
+};
+
+// ---- Rows ---------------------------------------------------------------------------------------
+
 /// Calls @p block for as many elements as it takes at once, as long as it stays within a row.
 /// @return elements that are done
-template <std::size_t CHANNELS, class Block>
+template <std::size_t PIXEL, class Block>
 inline std::uint32_t forBlocks(std::uint32_t size, Block block) {
     // The vector of two pixels of three channels passes their end by one.
-    constexpr std::uint32_t STEP = CHANNELS == 3 ? 6 : ELEMENTS;
-    constexpr std::uint32_t REACH = CHANNELS == 3 ? 7 : ELEMENTS;
+    constexpr std::uint32_t STEP = PIXEL == 3 ? 6 : ELEMENTS;
+    constexpr std::uint32_t REACH = PIXEL == 3 ? 7 : ELEMENTS;
     std::uint32_t i = 0;
     for (; i + REACH <= size; i += STEP) {
         block(i);
@@ -120,86 +224,86 @@ inline std::uint32_t forBlocks(std::uint32_t size, Block block) {
     return i;
 }
 
-template <std::size_t CHANNELS, class T>
+template <class Way, class T>
 std::uint32_t interpolateBlocks(const T* __restrict src,
                                 const std::int32_t* __restrict ix,
                                 const float* __restrict ax,
                                 std::uint32_t size,
                                 float* __restrict dst) {
-    return forBlocks<CHANNELS>(size, [=](std::uint32_t i) {
-        store<CHANNELS>(loadSamples<CHANNELS>(src, ix + i).mixed(loadWeights<CHANNELS>(ax + i)),
-                        dst + i);
+    return forBlocks<Way::PIXEL>(size, [=](std::uint32_t i) {
+        store<Way::PIXEL>(Way::load(src, ix, i).mixed(loadWeights<Way::PIXEL>(ax + i)), dst + i);
     });
 }
 
-template <std::size_t CHANNELS, class T>
-std::uint32_t sampleBlocks(const T* __restrict upper,
-                           const T* __restrict lower,
-                           const std::int32_t* __restrict ix,
-                           const float* __restrict ax,
-                           float ay,
-                           std::uint32_t size,
-                           T* __restrict dst) {
-    const __m256 vertical = _mm256_set1_ps(ay);
-    return forBlocks<CHANNELS>(size, [=](std::uint32_t i) {
-        const __m256 horizontal = loadWeights<CHANNELS>(ax + i);
-        const __m256 above = loadSamples<CHANNELS>(upper, ix + i).mixed(horizontal);
-        const __m256 below = loadSamples<CHANNELS>(lower, ix + i).mixed(horizontal);
-        store<CHANNELS>(mix(above, below, vertical), dst + i);
-    });
-}
-
-template <class T>
-using InterpolateBlocks = std::uint32_t(
-    const T* src, const std::int32_t* ix, const float* ax, std::uint32_t size, float* dst);
-
-template <class T>
-using SampleBlocks = std::uint32_t(const T* upper,
-                                   const T* lower,
-                                   const std::int32_t* ix,
-                                   const float* ax,
-                                   float ay,
-                                   std::uint32_t size,
-                                   T* dst);
-
-/// The block functions for channel counts from 1 on.
-template <class T>
-struct BlockFunctions;
-
-template <>
-struct BlockFunctions<float> {
-    static constexpr std::uint32_t CHANNELS = 4;
-    static constexpr InterpolateBlocks<float>* INTERPOLATE[] = {
-        interpolateBlocks<1, float>, interpolateBlocks<2, float>, interpolateBlocks<3, float>,
-        interpolateBlocks<4, float>};
-    static constexpr SampleBlocks<float>* SAMPLE[] = {
-        sampleBlocks<1, float>, sampleBlocks<2, float>, sampleBlocks<3, float>,
-        sampleBlocks<4, float>};
-};
-
-template <>
-struct BlockFunctions<std::uint16_t> {
-    static constexpr std::uint32_t CHANNELS = 1;
-    static constexpr InterpolateBlocks<std::uint16_t>* INTERPOLATE[] = {
-        interpolateBlocks<1, std::uint16_t>};
-    static constexpr SampleBlocks<std::uint16_t>* SAMPLE[] = {sampleBlocks<1, std::uint16_t>};
-};
-
-template <class T>
+template <class Way, class T>
 void interpolate(const T* src,
                  std::uint32_t step,
                  const std::int32_t* ix,
                  const float* ax,
                  std::uint32_t size,
                  float* dst) {
-    using Functions = BlockFunctions<T>;
-    const std::uint32_t done = step - 1 < Functions::CHANNELS
-                                   ? Functions::INTERPOLATE[step - 1](src, ix, ax, size, dst)
-                                   : 0;
+    using Rest = typename Way::Rest;
+    std::uint32_t done = interpolateBlocks<Way>(src, ix, ax, Way::inside(ix, size), dst);
+    done += interpolateBlocks<Rest>(src, ix + done, ax + done, size - done, dst + done);
     interpolateFused(src, step, ix + done, ax + done, size - done, dst + done);
 }
 
-template <class T>
+// Distances in elements to what is fetched ahead: the row that is written, and source rows where
+// they follow each other.
+constexpr std::size_t DST_AHEAD = 64;
+constexpr std::size_t SRC_AHEAD = 256;
+
+/// @param ay of @p ROWS destination rows
+template <class Way, std::size_t ROWS, bool AHEAD, class T>
+std::uint32_t sampleBlocks(const T* __restrict upper,
+                           const T* __restrict lower,
+                           const std::int32_t* __restrict ix,
+                           const float* __restrict ax,
+                           const float* __restrict ay,
+                           std::uint32_t size,
+                           T* __restrict dst,
+                           std::ptrdiff_t dstStep) {
+    const __m256 first = _mm256_set1_ps(ay[0]);
+    const __m256 second = _mm256_set1_ps(ay[ROWS - 1]);
+    return forBlocks<Way::PIXEL>(size, [=](std::uint32_t i) {
+        const __m256 horizontal = loadWeights<Way::PIXEL>(ax + i);
+        if constexpr (AHEAD) {
+            __builtin_prefetch(upper + ix[i] + SRC_AHEAD);
+            __builtin_prefetch(lower + ix[i] + SRC_AHEAD);
+        }
+        const __m256 above = Way::load(upper, ix, i).mixed(horizontal);
+        const __m256 below = Way::load(lower, ix, i).mixed(horizontal);
+        T* const row = dst + i;
+        __builtin_prefetch(row + DST_AHEAD);
+        store<Way::PIXEL>(mix(above, below, first), row);
+        if constexpr (ROWS == 2) {
+            __builtin_prefetch(row + dstStep + DST_AHEAD);
+            store<Way::PIXEL>(mix(above, below, second), row + dstStep);
+        }
+    });
+}
+
+template <class Way, std::size_t ROWS, bool AHEAD, class T>
+void sampleRows(const T* upper,
+                const T* lower,
+                std::uint32_t step,
+                const std::int32_t* ix,
+                const float* ax,
+                const float* ay,
+                std::uint32_t size,
+                T* dst,
+                std::ptrdiff_t dstStep) {
+    using Rest = typename Way::Rest;
+    std::uint32_t done = sampleBlocks<Way, ROWS, AHEAD>(upper, lower, ix, ax, ay,
+                                                        Way::inside(ix, size), dst, dstStep);
+    done += sampleBlocks<Rest, ROWS, false>(upper, lower, ix + done, ax + done, ay, size - done,
+                                            dst + done, dstStep);
+    for (std::size_t row = 0; row < ROWS; ++row, dst += dstStep) {
+        sampleFused(upper, lower, step, ix + done, ax + done, ay[row], size - done, dst + done);
+    }
+}
+
+template <class Way, bool AHEAD, class T>
 void sample(const T* upper,
             const T* lower,
             std::uint32_t step,
@@ -208,13 +312,37 @@ void sample(const T* upper,
             float ay,
             std::uint32_t size,
             T* dst) {
-    using Functions = BlockFunctions<T>;
-    const std::uint32_t done =
-        step - 1 < Functions::CHANNELS
-            ? Functions::SAMPLE[step - 1](upper, lower, ix, ax, ay, size, dst)
-            : 0;
-    sampleFused(upper, lower, step, ix + done, ax + done, ay, size - done, dst + done);
+    sampleRows<Way, 1, AHEAD>(upper, lower, step, ix, ax, &ay, size, dst, 0);
 }
+
+void interpolateShorts(const std::uint16_t* src,
+                       std::uint32_t step,
+                       const std::int32_t* ix,
+                       const float* ax,
+                       std::uint32_t size,
+                       float* dst) {
+    const auto function =
+        step == 1 ? interpolate<Scattered<1>, std::uint16_t> : interpolateFused<std::uint16_t>;
+    function(src, step, ix, ax, size, dst);
+}
+
+void sampleShorts(const std::uint16_t* upper,
+                  const std::uint16_t* lower,
+                  std::uint32_t step,
+                  const std::int32_t* ix,
+                  const float* ax,
+                  float ay,
+                  std::uint32_t size,
+                  std::uint16_t* dst) {
+    const auto function =
+        step == 1 ? sample<Scattered<1>, false, std::uint16_t> : sampleFused<std::uint16_t>;
+    function(upper, lower, step, ix, ax, ay, size, dst);
+}
+
+template <class Way>
+constexpr FloatForm FORM = {{interpolate<Way, float>, blendFused<float>, sample<Way, false, float>},
+                            sample<Way, true, float>,
+                            sampleRows<Way, 2, false, float>};
 
 inline Samples loadHalves(const float* src) {
     const __m256 first = loadLanes(src, src + ELEMENTS);
@@ -239,10 +367,24 @@ void halveGray(const float* __restrict upper,
 
 }  // namespace
 
-const BilinearRows<float> FloatRows = {interpolate<float>, blendFused<float>, sample<float>};
-const BilinearRows<std::uint16_t> ShortRows = {interpolate<std::uint16_t>,
-                                               blendFused<std::uint16_t>, sample<std::uint16_t>};
+const BilinearRows<std::uint16_t> ShortRows = {interpolateShorts, blendFused<std::uint16_t>,
+                                               sampleShorts};
 HalveFloats* const FloatHalves[] = {halveGray, nullptr, nullptr, nullptr};
+
+const FloatForm& FloatFormOf(std::uint32_t channels, const std::int32_t* ix, std::uint32_t size) {
+    constexpr const FloatForm* SCATTERED[] = {&FORM<Scattered<1>>, &FORM<Scattered<2>>,
+                                              &FORM<Scattered<3>>, &FORM<Scattered<4>>};
+    if (channels == 1 && Window<1>::fits(ix, size)) {
+        return FORM<Window<1>>;
+    }
+    if (channels == 1 && HalfWindows::fits(ix, size)) {
+        return FORM<HalfWindows>;
+    }
+    if (channels == 3 && Window<3>::fits(ix, size)) {
+        return FORM<Window<3>>;
+    }
+    return *SCATTERED[channels - 1];
+}
 
 }  // namespace Avx2
 }  // namespace Simd

@@ -117,12 +117,6 @@ template void BilinearTables::Scale(const ResizerParam&,
                                     std::uint16_t*,
                                     std::uint32_t);
 template void BilinearTables::Sample(const ResizerParam&,
-                                     const BilinearRows<float>&,
-                                     const float*,
-                                     std::uint32_t,
-                                     float*,
-                                     std::uint32_t);
-template void BilinearTables::Sample(const ResizerParam&,
                                      const BilinearRows<std::uint16_t>&,
                                      const std::uint16_t*,
                                      std::uint32_t,
