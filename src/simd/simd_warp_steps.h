@@ -64,7 +64,8 @@ namespace Base {
 extern const WarpSteps Steps;
 }  // namespace Base
 
-/// The same compiled for fused multiply-add as an instruction.
+/// The same compiled for fused multiply-add as an instruction. Not beside AVX2, which takes no
+/// steps.
 namespace Fma {
 extern const WarpSteps Steps;
 }  // namespace Fma
@@ -85,6 +86,8 @@ struct WarpLine {
     WarpAxis y;
     const std::uint8_t* src;  ///< the first pixel
     std::int32_t stride;      ///< of the source in bytes, negative where it is bottom-up
+    std::int32_t width;       ///< of the source in pixels
+    std::int32_t height;      ///< of the source in rows
     std::int32_t ahead;       ///< bytes to what a row some way on reads in place of a sample, about
 };
 
@@ -106,8 +109,15 @@ struct WarpKernels {
     WarpKernel bilinear[4];
 };
 
+/// Bytes of a row in a window.
+constexpr std::uint32_t WARP_WINDOW = 16;
+
 namespace Avx2 {
 extern const WarpKernels Warps;
+
+/// The same where windows of the source have all samples of eight columns: in three rows of one
+/// channel, and in one more for bilinear.
+extern const WarpKernels WindowWarps;
 }  // namespace Avx2
 
 }  // namespace Simd

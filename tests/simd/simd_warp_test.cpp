@@ -204,7 +204,7 @@ struct GuardedMemory {
 /// Runs a warp twice on noise, and compares all of the memory.
 testing::AssertionResult warps(const Job& job) {
     static GuardedMemory small[] = {GuardedMemory(1 << 14), GuardedMemory(1 << 14)};
-    static GuardedMemory large[] = {GuardedMemory(1 << 18), GuardedMemory(1 << 18)};
+    static GuardedMemory large[] = {GuardedMemory(1 << 20), GuardedMemory(1 << 20)};
     auto& [source, target] = job.dst_height > 100 ? large : small;
     const View src = source.place(job.src_width, job.src_height, job.channels);
     const View dst = target.place(job.dst_width, job.dst_height, job.channels);
@@ -256,6 +256,21 @@ TEST(WarpAffine, FollowsItsFormula) {
     for (int i = 0; i < 16; ++i) {
         EXPECT_TRUE(
             warps({150, 110, 200, 150, i / 4 + 1, MODES[i % 4], {.9f, .5f, 9, -.5f, .9f, 60}}));
+    }
+    for (int i = 0; i < 600; ++i) {  // rows that cross few rows, of one channel
+        const float a = float(any(35, 250)) / 100, b = float(any(-30, 30)) / 100 * a;
+        const float turn = any(0, 1) ? 1.0f : -1.0f, x = float(any(0, 40)), y = float(any(-10, 30));
+        const Matrix mat = {turn * a, -b, turn > 0 ? -x : x, turn * b, a, y};
+        EXPECT_TRUE(
+            warps({any(14, 120), any(3, 30), any(8, 150), any(1, 40), 1, MODES[i % 4], mat}));
+    }
+    for (const Size mode : MODES) {  // columns of one row, whose positions are rounded coarsely
+        EXPECT_TRUE(warps({40, 9, 15, 9, 1, mode, {.53f, 0x1p25f, -0x1p27f, 0, 1, 0}}));
+        EXPECT_TRUE(warps({40, 9, 15, 9, 1, mode, {1, 0, 0, -0x1p-25f, 0x1p-23f, 4}}));
+    }
+    for (const Size mode : MODES) {  // far from the start
+        EXPECT_TRUE(warps({40000, 6, 99, 101, 1, mode, {1, 0, -39910, .1f, 1, -3990}}));
+        EXPECT_TRUE(warps({16, 40000, 20, 101, 1, mode, {1, 0, 0, .1f, 1, -39910}}));
     }
     for (int w = 230; w < 290; ++w) {  // rows of many vectors
         EXPECT_TRUE(warps({300, 9, w, 5, any(1, 4), MODES[any(0, 3)], {1, .1f, 0, .01f, 1, 1}}));

@@ -93,27 +93,37 @@ inline std::int32_t bytesAhead(const WarpAffineParam& param) {
     return std::int32_t(bytes);
 }
 
+/// What the lines of all rows have in common.
+WarpLine lineThrough(const WarpAffineParam& param, const std::uint8_t* source) {
+    return {{param.inv[0], 0, param.inv[2]},
+            {param.inv[3], 0, param.inv[5]},
+            source,
+            std::int32_t(stepOf(param.srcS)),
+            std::int32_t(param.srcW),
+            std::int32_t(param.srcH),
+            bytesAhead(param)};
+}
+
 /// One destination row and what it is made of. A sampler adds how: `within(column)` tells whether a
 /// column needs no tests, and `sample(column)` does one with tests.
 struct Row {
     const WarpAffineParam& param;
     const Reach& reach;
-    const WarpLine line;
+    WarpLine line;
     std::uint8_t* const dst;
 
     Row(const WarpAffineParam& parameters,
         const Reach& limits,
+        const WarpLine& common,
         std::uint32_t y,
-        const std::uint8_t* source,
         std::uint8_t* destination)
         : param(parameters),
           reach(limits),
-          line{{param.inv[0], float(y) * param.inv[1], param.inv[2]},
-               {param.inv[3], float(y) * param.inv[4], param.inv[5]},
-               source,
-               std::int32_t(stepOf(param.srcS)),
-               bytesAhead(param)},
-          dst(destination + std::ptrdiff_t(y) * stepOf(param.dstS)) {}
+          line(common),
+          dst(destination + std::ptrdiff_t(y) * stepOf(param.dstS)) {
+        line.x.start = float(y) * param.inv[1];
+        line.y.start = float(y) * param.inv[4];
+    }
 
     std::ptrdiff_t step() const { return line.stride; }
 };
@@ -186,8 +196,8 @@ void warpBands(WarpKernel::Warp* warp, std::uint32_t begin, std::uint32_t end, E
     }
 }
 
-/// The kernels that suit this processor.
-const WarpKernels& fastestKernels();
+/// The kernels that suit this processor and the warp.
+const WarpKernels& fastestKernels(const WarpAffineParam& param);
 
 // ---- Nearest ------------------------------------------------------------------------------------
 
@@ -246,10 +256,11 @@ void warpNearest(const WarpAffineParam& param,
                  const WarpRanges& ranges,
                  const std::uint8_t* src,
                  std::uint8_t* dst) {
-    const WarpKernel& kernel = fastestKernels().nearest[CHANNELS - 1];
+    const WarpKernel& kernel = fastestKernels(param).nearest[CHANNELS - 1];
     const Reach reach(param, kernel.pixels, 1);
+    const WarpLine line = lineThrough(param, src);
     warpBands<CHANNELS>(kernel.warp, begin, end, [&](std::uint32_t y) {
-        const Nearest<CHANNELS> row(param, reach, y, src, dst);
+        const Nearest<CHANNELS> row(param, reach, line, y, dst);
         fillBorder<CHANNELS>(param, row.dst, 0, ranges.beg[y]);
         fillBorder<CHANNELS>(param, row.dst, ranges.end[y], std::int32_t(param.dstW));
         return sampleEdges(row, ranges.beg[y], ranges.end[y]);
@@ -354,10 +365,11 @@ void warpBilinear(const WarpAffineParam& param,
                   const WarpRanges& ranges,
                   const std::uint8_t* src,
                   std::uint8_t* dst) {
-    const WarpKernel& kernel = fastestKernels().bilinear[CHANNELS - 1];
+    const WarpKernel& kernel = fastestKernels(param).bilinear[CHANNELS - 1];
     const Reach reach(param, kernel.pixels, 2);
+    const WarpLine line = lineThrough(param, src);
     warpBands<CHANNELS>(kernel.warp, begin, end, [&](std::uint32_t y) {
-        const Bilinear<CHANNELS> row(param, reach, y, src, dst);
+        const Bilinear<CHANNELS> row(param, reach, line, y, dst);
         fillBorder<CHANNELS>(param, row.dst, 0, ranges.lo[y]);
         fillBorder<CHANNELS>(param, row.dst, ranges.hi[y], std::int32_t(param.dstW));
         sampleColumns(row, ranges.lo[y], ranges.beg[y]);
@@ -377,10 +389,27 @@ constexpr WarpKernels STEPS = {{{warpBlockNearest<1>, 1},
                                 {warpBlockBilinear<3>, 2},
                                 {warpBlockBilinear<4>, 2}}};
 
-const WarpKernels& fastestKernels() {
+#ifdef TAVO_AVX2
+/// Whether windows have the samples of any eight columns, and indices and strides fit 16 bits. With
+/// shifts up to LARGEST_SHIFT positions are off their line by less than 1/60. Rounding to weights
+/// takes another 1/32 from one column to another.
+bool fitsWindows(const WarpAffineParam& param) {
+    constexpr float LARGEST_X = 1.9f;   // up to 15 indices, and one more sample
+    constexpr float LARGEST_Y = 0.27f;  // up to 3
+    constexpr float LARGEST_SHIFT = 262144.0f;
+    constexpr std::uint32_t LEAST_ROWS = 4;
+    const float* const inv = param.inv;
+    return param.channels == 1 && std::abs(stepOf(param.srcS)) <= INT16_MAX &&
+           param.srcW >= WARP_WINDOW && param.srcH >= LEAST_ROWS && param.srcH <= INT16_MAX &&
+           std::fabs(inv[0]) <= LARGEST_X && std::fabs(inv[2]) <= LARGEST_SHIFT &&
+           std::fabs(inv[3]) <= LARGEST_Y && std::fabs(inv[5]) <= LARGEST_SHIFT;
+}
+#endif
+
+const WarpKernels& fastestKernels([[maybe_unused]] const WarpAffineParam& param) {
 #ifdef TAVO_AVX2
     if (Avx2::Enable) {
-        return Avx2::Warps;
+        return fitsWindows(param) ? Avx2::WindowWarps : Avx2::Warps;
     }
 #endif
     return STEPS;
