@@ -1,7 +1,7 @@
 // Blocks of the affine warp in vectors of eight columns: first where the samples of all are, then
 // their weighted sums. Single loads fetch the samples, since gathering instructions are very slow
-// on many processors. Where the last columns of a block do not fill a vector, positions behind them
-// are computed, too, but not used.
+// on many processors, except for gray that lies close together, which windows have. Where the last
+// columns of a block do not fill a vector, positions behind them are computed, too, but not used.
 
 #include "simd/simd_warp_steps.h"
 
