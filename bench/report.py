@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Turns measurements into tables, pictures and the generated parts of docs/performance.md.
 
-    report.py x86 RESULTS.json    what peer_bench wrote (--benchmark_out)
-    report.py arm COUNTS.csv      family,kernel,pixels,base,neon: instructions per pixel
+    report.py x86 RESULTS.json...  what passes of peer_bench wrote (--benchmark_out)
+    report.py arm COUNTS.csv       family,kernel,pixels,base,neon: instructions per pixel
 
 Run by scripts/bench.sh in the root of the project.
 """
@@ -125,7 +125,7 @@ PEERS = {"opencv": "OpenCV", "libyuv": "libyuv"}
 
 
 class Row:
-    """One operation at one size: nanoseconds per pixel of each contestant, one per repetition."""
+    """One operation at one size: nanoseconds per pixel of each contestant, one per pass."""
 
     def __init__(self):
         self.times = defaultdict(list)
@@ -134,7 +134,9 @@ class Row:
         return statistics.median(self.times[who]) if who in self.times else None
 
     def ratio(self, to, who="fast"):
-        return self.median(who) / self.median(to) if {who, to} <= self.times.keys() else None
+        """The median of the ratios within a pass."""
+        ratios = [a / b for a, b in zip(self.times.get(who, []), self.times.get(to, []))]
+        return statistics.median(ratios) if ratios else None
 
 
 @cache
@@ -160,10 +162,10 @@ class Comparison:
         self.remark = record["remark"]
 
 
-def read_rows(results):
+def read_rows(passes):
     rows = defaultdict(Row)
-    for run in sorted(results["benchmarks"], key=lambda run: run["family_index"]):
-        if run["run_type"] == "iteration":
+    for results in passes:
+        for run in results["benchmarks"]:
             operation, size, contestant = run["run_name"].split("/")[:3]
             time = run["cpu_time"] / run["pixels"]
             rows[operation, size].times[contestant].append(time)
@@ -177,13 +179,13 @@ def processor():
     return "unknown processor"
 
 
-def conditions(context, rows):
+def conditions(passes):
+    context = passes[0]["context"]
     libraries = [f"{PEERS[p]} {context[p]}" for p in PEERS if p in context]
-    repetitions = max(len(times) for row in rows.values() for times in row.times.values())
     return (
         f"{processor()}, one thread; {context['compiler']}, `-O3`; vector variants of our kernels: "
         f"{context['vectors']}; {' and '.join(libraries) or 'no other library'}. "
-        f"Medians of {repetitions} repetitions in random order."
+        f"Medians over {len(passes)} passes of the ratios within a pass."
     )
 
 
@@ -222,9 +224,9 @@ def x86_table(rows, compared):
     )
 
 
-def x86(path):
-    results = json.loads(Path(path).read_text())
-    rows = read_rows(results)
+def x86(*paths):
+    passes = [json.loads(Path(path).read_text()) for path in paths]
+    rows = read_rows(passes)
     comparisons = {key: Comparison(key, row) for key, row in rows.items()}
     compared = {key: comparison for key, comparison in comparisons.items() if comparison.best}
     write_csv(
@@ -255,7 +257,7 @@ def x86(path):
         for (operation, size), row in rows.items()
         if "yardstick" in row.times
     ]
-    replace_section("x86 conditions", conditions(results["context"], rows))
+    replace_section("x86 conditions", conditions(passes))
     replace_section("x86 summary", x86_summary(compared) if compared else "No other library.")
     replace_section("x86 table", x86_table(rows, compared))
     replace_section(
@@ -373,6 +375,6 @@ def arm(path):
 COMMANDS = {"x86": x86, "arm": arm}
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3 or sys.argv[1] not in COMMANDS:
+    if len(sys.argv) < 3 or sys.argv[1] not in COMMANDS:
         sys.exit(__doc__)
-    COMMANDS[sys.argv[1]](sys.argv[2])
+    COMMANDS[sys.argv[1]](*sys.argv[2:])

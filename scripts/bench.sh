@@ -8,20 +8,22 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/setup.sh
 
+# A pass measures each row once, one contestant after the other. So a disturbance, which on shared
+# machines lasts for seconds, hits all contestants of a row alike.
 measure_time() {
-    local repetitions=$1 seconds=$2 folder=build/bench last_cpu
+    local passes=$1 seconds=$2 folder=build/bench last_cpu pass
     need cmake g++ make python3 libbenchmark-dev libopencv-imgproc-dev libyuv-dev
     echo "== building release"
     build "$folder" release -DTAVO_BUILD_BENCH=ON -DBUILD_TESTING=OFF
-    echo "== measuring"
-    # Repetitions take turns in random order, so that a disturbance hits all contestants alike.
+    rm -f "$folder"/results*.json
     last_cpu=$(($(nproc) - 1))
-    taskset -c "$last_cpu" "$folder/bench/peer_bench" \
-        --benchmark_repetitions="$repetitions" --benchmark_min_time="$seconds" \
-        --benchmark_enable_random_interleaving=true \
-        --benchmark_out="$folder/results.json" --benchmark_out_format=json \
-        >"$folder/results.log" 2>&1 || { cat "$folder/results.log" >&2; return 1; }
-    python3 bench/report.py x86 "$folder/results.json"
+    for pass in $(seq "$passes"); do
+        echo "== measuring, pass $pass of $passes"
+        taskset -c "$last_cpu" "$folder/bench/peer_bench" --benchmark_min_time="$seconds" \
+            --benchmark_out="$folder/results$pass.json" --benchmark_out_format=json \
+            >"$folder/results.log" 2>&1 || { cat "$folder/results.log" >&2; return 1; }
+    done
+    python3 bench/report.py x86 "$folder"/results*.json
 }
 
 # Instructions of one run of the program: NAME VARIANT TIMES. The portable variant runs on a
