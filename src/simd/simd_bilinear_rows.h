@@ -90,7 +90,11 @@ struct FloatForm {
 };
 
 /// @param channels from 1 to 4
-const FloatForm& FloatFormOf(std::uint32_t channels, const std::int32_t* ix, std::uint32_t size);
+/// @param size elements of a row, for which the tables are
+const FloatForm& FloatFormOf(std::uint32_t channels,
+                             const std::int32_t* ix,
+                             const float* ax,
+                             std::uint32_t size);
 
 /// As those of Neon, for a width of at least 8.
 using HalveFloats = Neon::HalveFloats;

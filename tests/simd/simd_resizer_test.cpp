@@ -344,7 +344,9 @@ TEST(Resizer, NearestOfManyRatios) {
 /// Sources that are larger than a cache.
 TEST(Resizer, LargeFloats) {
     for (const Size channels : {1, 3}) {
-        tryShape({300, 900 / channels, 200, 600 / channels, channels, Float, Linear});
+        const Size height = 900 / channels;
+        tryShape({300, height, 200, height / 3 * 2, channels, Float, Linear});
+        tryShape({300, height, 211, height / 3 * 2, channels, Float, Linear});
     }
 }
 

@@ -344,6 +344,97 @@ constexpr FloatForm FORM = {{interpolate<Way, float>, blendFused<float>, sample<
                             sample<Way, true, float>,
                             sampleRows<Way, 2, false, float>};
 
+// ---- Two thirds: two pixels of three, by weights of 1/4 and 3/4
+// ----------------------------------
+
+/// Both samples of the next destination elements: of eight pixels, or of two with three channels.
+template <std::size_t CHANNELS>
+inline Samples loadTwoOfThree(const float* src) {
+    static_assert(CHANNELS == 1 || CHANNELS == 3, "there are no others");
+    if constexpr (CHANNELS == 1) {
+        const auto load = [](const float* from) {
+            const __m256i places = _mm256_setr_epi32(0, 1, 3, 4, 6, 7, 7, 7);
+            return _mm256_blend_ps(_mm256_permutevar8x32_ps(_mm256_loadu_ps(from), places),
+                                   _mm256_loadu_ps(from + 3), 0xC0);
+        };
+        return {load(src), load(src + 1)};
+    } else {
+        return {loadLanes(src, src + 3), loadLanes(src + 3, src + 6)};
+    }
+}
+
+/// @return elements that are done
+template <std::size_t CHANNELS, bool AHEAD>
+std::uint32_t sampleTwoThirds(const float* __restrict upper,
+                              const float* __restrict lower,
+                              float ay,
+                              std::uint32_t size,
+                              float* __restrict dst) {
+    constexpr std::uint32_t STEP = CHANNELS == 3 ? 6 : ELEMENTS;
+    constexpr std::uint32_t REACH = CHANNELS == 3 ? 1 : 0;  // that a block passes its end by
+    constexpr std::uint32_t BLOCKS = CHANNELS == 3 ? 2 : 1;
+    constexpr std::uint32_t SRC_STEP = STEP / 2 * 3;
+    constexpr float F = 0.25f;
+    constexpr float T = 0.75f;
+    const __m256 horizontal = CHANNELS == 3 ? _mm256_setr_ps(F, F, F, F, T, T, T, T)
+                                            : _mm256_setr_ps(F, T, F, T, F, T, F, T);
+    const __m256 vertical = _mm256_set1_ps(ay);
+    std::uint32_t left = size;
+    for (; left >= BLOCKS * STEP + REACH; left -= BLOCKS * STEP) {
+        if constexpr (AHEAD) {
+            __builtin_prefetch(upper + SRC_AHEAD);
+            __builtin_prefetch(lower + SRC_AHEAD);
+        }
+        __builtin_prefetch(dst + DST_AHEAD);
+        for (std::uint32_t i = 0; i < BLOCKS; ++i) {
+            store<CHANNELS>(mix(loadTwoOfThree<CHANNELS>(upper).mixed(horizontal),
+                                loadTwoOfThree<CHANNELS>(lower).mixed(horizontal), vertical),
+                            dst);
+            upper += SRC_STEP;
+            lower += SRC_STEP;
+            dst += STEP;
+        }
+    }
+    return size - left;
+}
+
+template <std::size_t CHANNELS, bool AHEAD>
+void sampleTwoThirds(const float* upper,
+                     const float* lower,
+                     std::uint32_t step,
+                     const std::int32_t* ix,
+                     const float* ax,
+                     float ay,
+                     std::uint32_t size,
+                     float* dst) {
+    const std::uint32_t done = sampleTwoThirds<CHANNELS, AHEAD>(upper, lower, ay, size, dst);
+    sample<Scattered<CHANNELS>, false>(upper, lower, step, ix + done, ax + done, ay, size - done,
+                                       dst + done);
+}
+
+template <std::size_t CHANNELS>
+constexpr FloatForm TWO_THIRDS_FORM = {{FORM<Scattered<CHANNELS>>.rows.interpolate,
+                                        blendFused<float>, sampleTwoThirds<CHANNELS, false>},
+                                       sampleTwoThirds<CHANNELS, true>,
+                                       FORM<Scattered<CHANNELS>>.sampleTwo};
+
+template <std::size_t CHANNELS>
+bool areTwoThirds(const std::int32_t* ix, const float* ax, std::uint32_t size) {
+    constexpr std::uint32_t PERIOD = 2 * CHANNELS;
+    for (std::uint32_t i = 0; i < size; ++i) {
+        const bool isFirst = i < PERIOD;
+        const std::int32_t index =
+            isFirst ? std::int32_t(i) : ix[i - PERIOD] + std::int32_t(3 * CHANNELS);
+        const float weight = !isFirst ? ax[i - PERIOD] : i < CHANNELS ? 0.25f : 0.75f;
+        if (ix[i] != index || ax[i] != weight) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// ---- Halves -------------------------------------------------------------------------------------
+
 inline Samples loadHalves(const float* src) {
     const __m256 first = loadLanes(src, src + ELEMENTS);
     const __m256 second = loadLanes(src + ELEMENTS / 2, src + ELEMENTS + ELEMENTS / 2);
@@ -371,11 +462,20 @@ const BilinearRows<std::uint16_t> ShortRows = {interpolateShorts, blendFused<std
                                                sampleShorts};
 HalveFloats* const FloatHalves[] = {halveGray, nullptr, nullptr, nullptr};
 
-const FloatForm& FloatFormOf(std::uint32_t channels, const std::int32_t* ix, std::uint32_t size) {
+const FloatForm& FloatFormOf(std::uint32_t channels,
+                             const std::int32_t* ix,
+                             const float* ax,
+                             std::uint32_t size) {
     constexpr const FloatForm* SCATTERED[] = {&FORM<Scattered<1>>, &FORM<Scattered<2>>,
                                               &FORM<Scattered<3>>, &FORM<Scattered<4>>};
     if (channels == 1 && Window<1>::fits(ix, size)) {
         return FORM<Window<1>>;
+    }
+    if (channels == 1 && areTwoThirds<1>(ix, ax, size)) {
+        return TWO_THIRDS_FORM<1>;
+    }
+    if (channels == 3 && areTwoThirds<3>(ix, ax, size)) {
+        return TWO_THIRDS_FORM<3>;
     }
     if (channels == 1 && HalfWindows::fits(ix, size)) {
         return FORM<HalfWindows>;

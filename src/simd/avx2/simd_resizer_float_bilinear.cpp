@@ -72,7 +72,8 @@ void ResizerFloatBilinear::Run(const float* src,
     if (param.channels > MAX_CHANNELS) {
         return Base::ResizerFloatBilinear::Run(src, srcStride, dst, dstStride);
     }
-    const FloatForm& form = FloatFormOf(param.channels, ix.data, param.dstWidth * param.channels);
+    const FloatForm& form =
+        FloatFormOf(param.channels, ix.data, ax.data, param.dstWidth * param.channels);
     if (param.dstHeight / MAX_SHARED >= param.srcHeight) {
         Scale(param, form.rows, src, srcStride, dst, dstStride);
     } else {
