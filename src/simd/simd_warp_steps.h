@@ -115,8 +115,8 @@ constexpr std::uint32_t WARP_WINDOW = 16;
 namespace Avx2 {
 extern const WarpKernels Warps;
 
-/// The same where windows of the source have all samples of eight columns: in three rows of one
-/// channel, and in one more for bilinear.
+/// For one channel, where windows of the source have all samples of eight columns: in three rows,
+/// for bilinear in four.
 extern const WarpKernels WindowWarps;
 }  // namespace Avx2
 
