@@ -365,20 +365,20 @@ inline void scaleBlocks(typename Block<CHANNELS>::Rows rows,
 }
 
 template <std::size_t CHANNELS>
-void halve(const std::uint8_t* __restrict src,
-           std::ptrdiff_t srcStep,
-           std::uint8_t* __restrict dst,
-           std::ptrdiff_t,
-           std::uint32_t width) {
+[[gnu::noinline]] void halve(const std::uint8_t* __restrict src,
+                             std::ptrdiff_t srcStep,
+                             std::uint8_t* __restrict dst,
+                             std::ptrdiff_t,
+                             std::uint32_t width) {
     scaleBlocks<HalfBlock, CHANNELS>({{src, src + srcStep}, {dst}}, width);
 }
 
 template <std::size_t CHANNELS>
-void scaleByThird(const std::uint8_t* __restrict src,
-                  std::ptrdiff_t,
-                  std::uint8_t* __restrict dst,
-                  std::ptrdiff_t,
-                  std::uint32_t width) {
+[[gnu::noinline]] void scaleByThird(const std::uint8_t* __restrict src,
+                                    std::ptrdiff_t,
+                                    std::uint8_t* __restrict dst,
+                                    std::ptrdiff_t,
+                                    std::uint32_t width) {
     scaleBlocks<ThirdBlock, CHANNELS>({{src}, {dst}}, width);
 }
 
@@ -394,11 +394,11 @@ void averageThirds(const std::uint8_t* __restrict src,
 }
 
 template <std::size_t CHANNELS>
-void scaleByTwoThirds(const std::uint8_t* __restrict src,
-                      std::ptrdiff_t srcStep,
-                      std::uint8_t* __restrict dst,
-                      std::ptrdiff_t dstStep,
-                      std::uint32_t width) {
+[[gnu::noinline]] void scaleByTwoThirds(const std::uint8_t* __restrict src,
+                                        std::ptrdiff_t srcStep,
+                                        std::uint8_t* __restrict dst,
+                                        std::ptrdiff_t dstStep,
+                                        std::uint32_t width) {
     scaleBlocks<TwoThirdsBlock, CHANNELS>(
         {{src, src + srcStep, src + 2 * srcStep}, {dst, dst + dstStep}}, width);
 }
@@ -424,11 +424,11 @@ inline void doubleEdges(const std::uint8_t* upper,
 }
 
 template <std::size_t CHANNELS>
-void doubleRows(const std::uint8_t* __restrict src,
-                std::ptrdiff_t srcStep,
-                std::uint8_t* __restrict dst,
-                std::ptrdiff_t dstStep,
-                std::uint32_t width) {
+[[gnu::noinline]] void doubleRows(const std::uint8_t* __restrict src,
+                                  std::ptrdiff_t srcStep,
+                                  std::uint8_t* __restrict dst,
+                                  std::ptrdiff_t dstStep,
+                                  std::uint32_t width) {
     const std::uint8_t* const lower = src + srcStep;
     std::uint8_t* const next = dst + dstStep;
     doubleEdges<CHANNELS>(src, lower, dst, next, width);
