@@ -231,9 +231,9 @@ def x86(*paths):
     compared = {key: comparison for key, comparison in comparisons.items() if comparison.best}
     write_csv(
         BENCH / "results_x86.csv",
-        ["operation", "size", "contestant", "ns_per_pixel_median", "ns_per_pixel_min"],
+        ["operation", "size", "contestant", "ns_per_pixel_median", "ns_per_pixel_min", "ours_over"],
         [
-            [*key, who, f"{row.median(who):.4g}", f"{min(times):.4g}"]
+            [*key, who, f"{row.median(who):.4g}", f"{min(times):.4g}", number(row.ratio(who))]
             for key, row in rows.items()
             for who, times in row.times.items()
         ],

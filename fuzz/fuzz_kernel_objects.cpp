@@ -40,6 +40,8 @@ struct PortableNearest : Simd::Base::ResizerNearest {
         halve = nullptr;
         gather = nullptr;
         blockCount = doneInVectors = 0;
+        EstimateColumns();
+        FindInnerPixels();
     }
 };
 

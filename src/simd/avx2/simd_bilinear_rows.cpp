@@ -140,9 +140,12 @@ struct Window {
     }
 
     static bool fits(const std::int32_t* ix, std::uint32_t size) {
-        for (std::uint32_t i = 0; i < size / ELEMENTS * ELEMENTS; ++i) {
-            if (ix[i] - start(ix + i / ELEMENTS * ELEMENTS) >= std::int32_t(ELEMENTS)) {
-                return false;
+        for (std::size_t i = 0; i + ELEMENTS <= size; i += ELEMENTS) {
+            const std::int32_t first = start(ix + i);
+            for (std::size_t k = i; k < i + ELEMENTS; ++k) {
+                if (ix[k] - first >= std::int32_t(ELEMENTS)) {
+                    return false;
+                }
             }
         }
         return true;

@@ -93,7 +93,7 @@ void estimatePairs(const GatherBlock* blocks,
                    Table<std::uint8_t>& table) {
     table.Resize(count * sizeof(BlockPair<LANES>), VECTOR);
     BlockPair<LANES>* const pairs = pairsIn<LANES>(table);
-    for (std::uint32_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         pairs[i] = BlockPair<LANES>(blocks + 2 * i, weights);
     }
 }
@@ -163,7 +163,7 @@ bool estimateLastBlock(const ResizerParam& p,
     }
     block.src = std::int32_t(first);
     block.dst = 2 * begin;
-    for (std::uint32_t i = 0; i < COUNT; ++i) {
+    for (std::size_t i = 0; i < COUNT; ++i) {
         block.shuffle[2 * i] = std::uint8_t(samples[i] - first);
         block.shuffle[2 * i + 1] = std::uint8_t(samples[i] - first + p.channels);
     }
@@ -266,8 +266,8 @@ void ResizerByteBilinear::EstimateBlocks() {
     const auto estimate = isWide ? estimatePairs<WIDE> : estimatePairs<1>;
     estimate(blocks.data, weights.data, pairCount, pairs);
     if (!shrinks) {
-        rows[0].Resize(SUM_SIZE * size, param.alignment);
-        rows[1].Resize(SUM_SIZE * size, param.alignment);
+        rows[0].Resize(std::uint64_t{SUM_SIZE} * size, param.alignment);
+        rows[1].Resize(std::uint64_t{SUM_SIZE} * size, param.alignment);
     }
 }
 

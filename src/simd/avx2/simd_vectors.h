@@ -228,6 +228,7 @@ constexpr Shuffle3 shuffleOfJoin(SamplePlace* placeOf) {
 }
 
 constexpr bool isEmpty(const Shuffle& shuffle) {
+    // NOLINTNEXTLINE(readability-use-anyofallof): that is no constant expression
     for (const std::uint8_t from : shuffle.from) {
         if (from != Shuffle::ZERO) {
             return false;
