@@ -15,6 +15,8 @@ namespace {
 /// @tparam BLOCK_BYTES  bytes of it that belong to a block
 template <std::size_t BLOCK_BYTES, class Byte>
 struct Image {
+    static constexpr std::size_t BYTES = BLOCK_BYTES;
+
     Byte* position;
     RowStep stride;  ///< to the next row that the kernel is called for
 };
@@ -24,9 +26,9 @@ using Source = Image<BLOCK_BYTES, const std::uint8_t>;
 template <std::size_t BLOCK_BYTES>
 using Target = Image<BLOCK_BYTES, std::uint8_t>;
 
-/// For blocks of twice the size.
-template <std::size_t BLOCK_BYTES, class Byte>
-constexpr Image<2 * BLOCK_BYTES, Byte> twice(Image<BLOCK_BYTES, Byte> image) {
+/// For kernels that take COUNT blocks at once.
+template <std::size_t COUNT, std::size_t BLOCK_BYTES, class Byte>
+constexpr Image<COUNT * BLOCK_BYTES, Byte> times(Image<BLOCK_BYTES, Byte> image) {
     return {image.position, image.stride};
 }
 

@@ -88,7 +88,36 @@ inline void storeChroma(__m256i chroma, std::uint8_t* uv) {
     store(uv, shuffle(chroma, IN_TURN));
 }
 
-/// A chroma sample is made of two columns of DOWN rows.
+/// A chroma sample is made of two columns of DOWN rows. COUNT blocks are taken at once: two of Y
+/// are a line of memory, which is best written as a whole.
+template <int DOWN, std::size_t COUNT, class... Chroma>
+void convertBlocks(const std::uint8_t* bgr,
+                   std::uint32_t width,
+                   std::uint32_t height,
+                   RowStep bgrStride,
+                   std::uint8_t* y,
+                   RowStep yStride,
+                   Chroma... chroma) {
+    const auto kernel = [=](const std::uint8_t* __restrict blockBgr,
+                            std::uint8_t* __restrict blockY, auto* __restrict... blockChroma) {
+        PairSums sums[COUNT];
+        for (std::ptrdiff_t row = 0; row < DOWN; ++row) {
+            for (std::size_t i = 0; i < COUNT; ++i) {
+                const Row pixels = loadRow(blockBgr + row * bgrStride + i * BgrSource::BYTES);
+                store(blockY + row * yStride + i * VECTOR, lumaOf(pixels));
+                sums[i] = row == 0 ? pairSums(pixels) : add(sums[i], pairSums(pixels));
+            }
+            scheduleInOrder();
+        }
+        for (std::size_t i = 0; i < COUNT; ++i) {
+            storeChroma(chromaOf(meansOf<DOWN>(sums[i])), (blockChroma + i * Chroma::BYTES)...);
+        }
+    };
+    process<COUNT * A>(width / 2 * 2, height / DOWN, kernel,
+                       times<COUNT>(BgrSource{bgr, DOWN * bgrStride}),
+                       times<COUNT>(PlaneTarget{y, DOWN * yStride}), times<COUNT>(chroma)...);
+}
+
 /// @param chroma  the planes of U and V, or the one of pairs
 template <int DOWN, class... Chroma>
 void convertHalved(const std::uint8_t* bgr,
@@ -98,20 +127,9 @@ void convertHalved(const std::uint8_t* bgr,
                    std::uint8_t* y,
                    RowStep yStride,
                    Chroma... chroma) {
-    const auto kernel = [=](const std::uint8_t* __restrict blockBgr,
-                            std::uint8_t* __restrict blockY, auto* __restrict... blockChroma) {
-        const Row upper = loadRow(blockBgr);
-        store(blockY, lumaOf(upper));
-        PairSums sums = pairSums(upper);
-        if (DOWN == 2) {
-            const Row lower = loadRow(blockBgr + bgrStride);
-            store(blockY + yStride, lumaOf(lower));
-            sums = add(sums, pairSums(lower));
-        }
-        storeChroma(chromaOf(meansOf<DOWN>(sums)), blockChroma...);
-    };
-    process<A>(width / 2 * 2, height / DOWN, kernel, BgrSource{bgr, DOWN * bgrStride},
-               PlaneTarget{y, DOWN * yStride}, chroma...);
+    const auto convert =
+        width < 2 * A ? convertBlocks<DOWN, 1, Chroma...> : convertBlocks<DOWN, 2, Chroma...>;
+    convert(bgr, width, height, bgrStride, y, yStride, chroma...);
 }
 
 }  // namespace

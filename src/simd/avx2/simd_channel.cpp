@@ -165,7 +165,7 @@ void DeinterleaveUv(const std::uint8_t* uv,
     if (width < 2 * A) {
         process<A>(width, height, splitVector, src, first, second);
     } else {
-        process<2 * A>(width, height, splitLine, twice(src), twice(first), twice(second));
+        process<2 * A>(width, height, splitLine, times<2>(src), times<2>(first), times<2>(second));
     }
 }
 
