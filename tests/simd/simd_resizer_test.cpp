@@ -286,7 +286,9 @@ void tryShape(const Shape& s) {
                 // The second picture is bright, so that sums are large.
                 const Size noise = Size(random()) | Size(run) * 0xF0;
                 const auto value = float(noise % (s.type == Byte ? 256 : 65536));
-                source.push_back(s.type == Float ? value * 0.123f : value);
+                // A negative zero stays one unless a sample of no weight is added to it.
+                const float number = noise % 8 == 0 ? -0.0f : value * 0.123f;
+                source.push_back(s.type == Float ? number : value);
             }
             if (run < 2 && (s.channels <= 4 || takes_any)) {
                 expected[run] = scaled(s, source, ways);
