@@ -45,6 +45,19 @@ inline std::int32_t byteWeight(Tap tap) {
     return std::int32_t(fused(tap.weight, 16.0f, 0.5f));
 }
 
+/// The centred taps of all destination indices.
+/// @param weight receives the right samples' ones in sixteenths
+inline void estimateByteTaps(std::uint32_t src,
+                             std::uint32_t dst,
+                             std::int32_t* __restrict index,
+                             std::int32_t* __restrict weight) {
+    for (std::uint32_t i = 0; i < dst; ++i) {
+        const Tap tap = centredTap(i, src, dst);
+        index[i] = tap.index;
+        weight[i] = byteWeight(tap);
+    }
+}
+
 /// Two neighbouring source rows, horizontally interpolated.
 template <class Row>
 struct RowPair {

@@ -170,24 +170,6 @@ bool estimateLastBlock(const ResizerParam& p,
     return last + p.channels - first < window;
 }
 
-/// The taps of all destination indices as `centredTap` and `byteWeight` give them, without
-/// branches, so that compilers widen the loop.
-void estimateTaps(std::uint32_t src,
-                  std::uint32_t dst,
-                  std::int32_t* __restrict index,
-                  std::int32_t* __restrict weight) {
-    const std::int32_t last = std::int32_t(src) - 1;
-    const float scale = float(src) / float(dst);
-    for (std::int32_t i = 0; i < std::int32_t(dst); ++i) {
-        const float position = fused(scale, float(i) + 0.5f, -0.5f);
-        const float inside = position < 0.0f ? 0.0f : position;
-        const auto left = std::int32_t(inside);
-        const bool reachesEnd = left >= last;
-        index[i] = reachesEnd ? last - 1 : left;
-        weight[i] = byteWeight({0, reachesEnd ? 1.0f : inside - float(left)});
-    }
-}
-
 /// @param size bytes of the destination row, at least a vector
 [[gnu::flatten]] void blendRows(const std::uint8_t* __restrict upper,
                                 const std::uint8_t* __restrict lower,
@@ -216,7 +198,7 @@ ResizerByteBilinear::~ResizerByteBilinear() = default;
 void ResizerByteBilinear::EstimateRows() {
     ay.Resize(param.dstHeight, param.alignment);
     iy.Resize(param.dstHeight, param.alignment);
-    estimateTaps(param.srcHeight, param.dstHeight, iy.data, ay.data);
+    estimateByteTaps(param.srcHeight, param.dstHeight, iy.data, ay.data);
     ratio = findRatio(RatioForms, param);
 }
 
@@ -225,14 +207,8 @@ void ResizerByteBilinear::EstimateColumns() {
     ix.Resize(param.dstWidth, param.alignment);
     ax.Resize(param.dstWidth, param.alignment);
     weights.Resize(std::uint64_t{2} * param.dstWidth * channels, param.alignment);
-    estimateTaps(param.srcWidth, param.dstWidth, ix.data, ax.data);
-    std::uint8_t* weight = weights.data;
-    for (std::uint32_t x = 0; x < param.dstWidth; ++x) {
-        for (std::uint32_t c = 0; c < channels; ++c, weight += 2) {
-            weight[0] = std::uint8_t(FRACTION - ax.data[x]);
-            weight[1] = std::uint8_t(ax.data[x]);
-        }
-    }
+    estimateByteTaps(param.srcWidth, param.dstWidth, ix.data, ax.data);
+    estimateWeightPairs(param, ax.data, weights.data);
 }
 
 void ResizerByteBilinear::EstimateBlocks() {

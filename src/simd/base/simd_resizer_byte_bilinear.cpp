@@ -55,11 +55,7 @@ ResizerByteBilinear::~ResizerByteBilinear() = default;
 void ResizerByteBilinear::EstimateRows() {
     ay.Resize(param.dstHeight, param.alignment);
     iy.Resize(param.dstHeight, param.alignment);
-    for (std::uint32_t y = 0; y < param.dstHeight; ++y) {
-        const Tap tap = centredTap(y, param.srcHeight, param.dstHeight);
-        iy.data[y] = tap.index;
-        ay.data[y] = byteWeight(tap);
-    }
+    estimateByteTaps(param.srcHeight, param.dstHeight, iy.data, ay.data);
 }
 
 void ResizerByteBilinear::EstimateColumns() {

@@ -292,10 +292,12 @@ void ResizerByteBilinear::EstimateTables() {
     const std::uint64_t size = std::uint64_t{param.dstWidth} * channels;
     EstimateRows();
     ix.Resize(param.dstWidth, param.alignment);
+    ax.Resize(param.dstWidth, param.alignment);
     weights.Resize(2 * size, param.alignment);
     rows[0].Resize(SUM_SIZE * size, param.alignment);
     rows[1].Resize(SUM_SIZE * size, param.alignment);
-    estimateWeightPairs(param, ix.data, weights.data);
+    estimateByteTaps(param.srcWidth, param.dstWidth, ix.data, ax.data);
+    estimateWeightPairs(param, ax.data, weights.data);
     ratio = findRatio(RatioForms, param);
     // A window never reaches beyond its row.
     if (ratio == nullptr && channels <= GATHER_CHANNELS &&
