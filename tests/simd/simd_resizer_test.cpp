@@ -450,6 +450,28 @@ TEST(Resizer, RatiosOfSmallNumbers) {
     }
 }
 
+/// Rows so long that floats no longer hold the middle between two pixels: the last columns of a
+/// half are not between them.
+TEST(Resizer, HalvesBeyondExactPositions) {
+    constexpr Size WIDTH = (1 << 22) + 64;
+    std::mt19937 random(11);
+    Bytes source(2 * 2 * WIDTH);
+    std::generate(source.begin(), source.end(), [&] { return random() % 256; });
+    const auto halved = [&](Variant variant) {
+        Bytes result(WIDTH);
+        make({2 * WIDTH, 2, WIDTH, 1, 1, Byte, Linear}, variant)
+            ->Run(source.data(), 2 * WIDTH, result.data(), WIDTH);
+        return result;
+    };
+    const Bytes expected = halved(Portable);
+    const auto at = [&](Size x) { return Size(source[x]) + source[x + 2 * WIDTH]; };
+    EXPECT_EQ(expected[9], (at(18) + at(19) + 2) / 4);
+    EXPECT_EQ(expected[WIDTH - 9], (at(2 * WIDTH - 18) + 1) / 2);
+    for (const Variant variant : variants()) {
+        EXPECT_TRUE(halved(variant) == expected) << variant;
+    }
+}
+
 /// A picture of blocks of @p size x @p size pixels, as many as there are sums of a block.
 Picture everySum(Size size, Size length) {
     Picture picture(size * size * length);
