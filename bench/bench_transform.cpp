@@ -18,6 +18,9 @@ constexpr Turn TURNS[] = {{"turn by 90", tavo::ROTATION_90},
 constexpr FrameFormat PIXELS[] = {tavo::FRAME_GRAY8, tavo::FRAME_8U_C2, tavo::FRAME_BGR24,
                                   tavo::FRAME_8U_C4};
 
+/// Rows of a power of two, of which only a few stay in the cache beside each other.
+const Size CROWDED(2048, 1024);
+
 Run opencvTurn([[maybe_unused]] tavo::FixedRotation rotation) {
     // ROTATE_90_CLOCKWISE, ROTATE_180, ROTATE_90_COUNTERCLOCKWISE
     return OPENCV(cv::rotate(s[0], d[0], int(rotation) - 1));
@@ -95,6 +98,9 @@ std::vector<Case> transformCases() {
         for (std::size_t pixel_bytes = 1; pixel_bytes <= 4; ++pixel_bytes) {
             for (const Size& size : SOURCES) {
                 cases.push_back(turnCase(turn, pixel_bytes, size));
+            }
+            if (turn.rotation != tavo::ROTATION_180) {
+                cases.push_back(turnCase(turn, pixel_bytes, CROWDED));
             }
         }
     }

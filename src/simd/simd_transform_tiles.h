@@ -15,7 +15,7 @@ namespace {
 
 /// Calls @p move with the walk at every block of COLUMNS or of ROWS; the other one is 0. When less
 /// than a block remains, the last one overlaps what is in front of it.
-/// @param count of columns or rows, at least a block
+/// @param count of columns or rows; less than a block only where there are more in front
 template <std::uint32_t COLUMNS, std::uint32_t ROWS, std::size_t PIXEL_SIZE, class Move>
 inline void forBlocks(Walk<PIXEL_SIZE> walk, std::uint32_t count, Move move) {
     constexpr std::uint32_t BLOCK = COLUMNS + ROWS;
@@ -85,18 +85,105 @@ inline void transposeBand(Walk<PIXEL_SIZE> walk, std::uint32_t width, std::uint3
     });
 }
 
+/// A block that goes by way of the stack, so that each line of the images is touched once. For rows
+/// that lie a large power of two apart: their lines share so few places of the first cache that
+/// they leave it before the next columns need them.
 template <class Tile, std::size_t PIXEL_SIZE>
-void transposeTiles(Walk<PIXEL_SIZE> walk, std::uint32_t width, std::uint32_t height) {
+struct StagedBlock {
+    static constexpr std::uint32_t COLUMNS = CACHE_LINE;
+    static constexpr std::uint32_t ROWS = Tile::STAGED_ROWS;
+    static constexpr std::ptrdiff_t ROW_BYTES = COLUMNS * PIXEL_SIZE;
+    static constexpr std::ptrdiff_t COLUMN_BYTES = ROWS * PIXEL_SIZE;
+
+    /// Whether 16 lines of a block's rows or columns share each place of the first cache that they
+    /// have at all: more than it holds there.
+    static bool isFor(Walk<PIXEL_SIZE> walk, std::uint32_t width) {
+        constexpr std::ptrdiff_t PLACES_BYTES = 4096;  // after which places repeat
+        constexpr std::ptrdiff_t CROWDED = 16 * PLACES_BYTES / std::ptrdiff_t{ROWS};
+        return width >= COLUMNS && (walk.srcStep % CROWDED == 0 || walk.columnStep % CROWDED == 0);
+    }
+
+    static inline void move(Walk<PIXEL_SIZE> walk) {
+        alignas(CACHE_LINE) std::uint8_t rows[ROWS * ROW_BYTES];
+        alignas(CACHE_LINE) std::uint8_t columns[COLUMNS * COLUMN_BYTES];
+        for (std::uint32_t y = 0; y < ROWS; ++y) {
+            copyLines<ROW_BYTES>(walk.src, rows + y * ROW_BYTES);
+            prefetchLines<ROW_BYTES>(walk.src + ROW_BYTES);
+            walk.src += walk.srcStep;
+        }
+        const Walk<PIXEL_SIZE> staged = {rows, ROW_BYTES, columns, COLUMN_BYTES, PIXEL_SIZE};
+        for (std::uint32_t x = 0; x < COLUMNS; x += Tile::COLUMNS) {
+            for (std::uint32_t i = 0; i < Tile::COLUMNS; ++i) {
+                prefetchLines<COLUMN_BYTES>(walk.dst + (i + COLUMNS) * walk.columnStep);
+            }
+            for (std::uint32_t y = 0; y < ROWS; y += Tile::ROWS) {
+                Tile::move(staged.at(x, y));
+            }
+            for (std::uint32_t i = x; i < x + Tile::COLUMNS; ++i) {
+                copyLines<COLUMN_BYTES>(columns + i * COLUMN_BYTES, walk.dst);
+                walk.dst += walk.columnStep;
+            }
+        }
+    }
+
+private:
+    template <std::ptrdiff_t BYTES>
+    [[gnu::always_inline]] static inline void copyLines(const std::uint8_t* __restrict src,
+                                                        std::uint8_t* __restrict dst) {
+        for (std::ptrdiff_t i = 0; i < BYTES; i += CACHE_LINE) {
+            Tile::copyLine(src + i, dst + i);
+        }
+    }
+
+    /// Into the second cache, which has places enough. Of lines that begin in front of the bytes
+    /// the first one is there already.
+    template <std::ptrdiff_t BYTES>
+    [[gnu::always_inline]] static inline void prefetchLines(const std::uint8_t* bytes) {
+        for (std::ptrdiff_t i = CACHE_LINE; i <= BYTES; i += CACHE_LINE) {
+            __builtin_prefetch(bytes + i - 1, 0, 2);
+        }
+    }
+};
+
+/// Whole staged blocks, where they are for such rows.
+/// @return rows that are done
+template <class Tile, std::size_t PIXEL_SIZE>
+[[gnu::noinline]] std::uint32_t transposeStaged(Walk<PIXEL_SIZE> walk,
+                                                std::uint32_t width,
+                                                std::uint32_t height) {
+    using Staged = StagedBlock<Tile, PIXEL_SIZE>;
+    std::uint32_t done = 0;
+    if (Staged::isFor(walk, width)) {
+        for (; height - done >= Staged::ROWS; done += Staged::ROWS) {
+            forBlocks<Staged::COLUMNS, 0>(walk.at(0, done), width,
+                                          [](Walk<PIXEL_SIZE> block) { Staged::move(block); });
+        }
+    }
+    return done;
+}
+
+/// Flattened, so that the blocks of a whole band have constant sizes.
+template <class Tile, std::size_t PIXEL_SIZE>
+[[gnu::flatten]] void transposeTiles(Walk<PIXEL_SIZE> walk,
+                                     std::uint32_t width,
+                                     std::uint32_t height) {
     // Rows that are done together: their lines stay at hand for the next columns, and the target
-    // gets whole lines. Prefetched ones fill two lines of the target, and no more: they are so few
-    // that neither their lines nor the target's leave the cache too early, however they fall on its
-    // sets.
+    // gets whole lines. Prefetched ones fill two lines of the target, and no more, so that few
+    // leave the cache too early.
     constexpr std::uint32_t BAND =
         Tile::IS_PREFETCHED ? std::size_t{2} * CACHE_LINE / PIXEL_SIZE / Tile::ROWS * Tile::ROWS
                             : 64;
     if (width < Tile::COLUMNS || height < Tile::ROWS) {
         movePixels(walk, width, height);
         return;
+    }
+    if constexpr (Tile::STAGED_ROWS != 0) {
+        const std::uint32_t done = transposeStaged<Tile>(walk, width, height);
+        if (done == height) {
+            return;
+        }
+        walk = walk.at(0, done);
+        height -= done;
     }
     for (; height > BAND; height -= BAND) {
         transposeBand<Tile>(walk, width, BAND);
@@ -142,7 +229,9 @@ inline void replaceModes(TransformTable& table) {
 
 /// The portable table with all but the copies of rows replaced.
 /// @tparam Tile  of a pixel size: `move(walk)` makes COLUMNS rows of ROWS pixels from ROWS rows of
-///               COLUMNS pixels. Where IS_PREFETCHED, the walk asks for what comes next.
+///               COLUMNS pixels. Where IS_PREFETCHED, the walk asks for what comes next. Where
+///               STAGED_ROWS is not 0, blocks of so many rows may go by way of the stack, by
+///               `copyLine(src, dst)`.
 /// @tparam Block of a pixel size: `reverse(src, dst)` turns the order of PIXELS pixels
 template <template <std::size_t> class Tile, template <std::size_t> class Block>
 inline TransformTable vectorTransforms() {

@@ -433,6 +433,20 @@ TEST_P(SimdKernels, ChooseByWidth) {
     });
 }
 
+/// Rows so far apart that their lines share places of a cache, in one image or in both.
+TEST(SimdTransforms, FollowTheFormulaOnCrowdedRows) {
+    const Size lengths[] = {63, 64, 65, 127, 128, 130, 135, 200};
+    for (const KernelCase& kernel : support::kernelCases()) {
+        for (Size i = 0; kernel.family == "Transform" && i < 64 && !HasFatalFailure(); i += 3) {
+            const Size width = lengths[i % 8], height = lengths[i / 8];
+            const Size bytes = kernel.sources[0].element_bytes * (i % 2 ? width : height);
+            const Size padding = 1024 - bytes % 1024;
+            tryKernel(kernel, width, height, Content::Random,
+                      {{false, 3, padding}, {true, 0, padding}});
+        }
+    }
+}
+
 // ---- Every value --------------------------------------------------------------------------------
 
 TEST(SimdIdentities, GrayOfEveryColour) {

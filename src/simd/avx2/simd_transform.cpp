@@ -39,6 +39,13 @@ inline Zipped zip(__m256i a, __m256i b) {
     }
 }
 
+inline void copyLine(const std::uint8_t* src, std::uint8_t* dst) {
+    const __m256i front = load(src);
+    const __m256i back = load(src + VECTOR);
+    store(dst, front);
+    store(dst + VECTOR, back);
+}
+
 /// The upper half of the rows is in the low lanes, the lower half in the high lanes, so that a
 /// vector becomes a column.
 template <std::size_t PIXEL_SIZE>
@@ -46,6 +53,8 @@ struct Tile {
     static constexpr std::uint32_t COLUMNS = LANE / PIXEL_SIZE;
     static constexpr std::uint32_t ROWS = 2 * COLUMNS;
     static constexpr bool IS_PREFETCHED = true;
+    // The way through the stack costs pixels of two and four bytes as much as it gains.
+    static constexpr std::uint32_t STAGED_ROWS = PIXEL_SIZE == 1 ? 128 : 0;
 
     static inline void move(Walk<PIXEL_SIZE> walk) {
         const std::uint8_t* lower = walk.src + std::ptrdiff_t(ROWS / 2) * walk.srcStep;
@@ -63,6 +72,10 @@ struct Tile {
             walk.dst += walk.columnStep;
         }
     }
+
+    static inline void copyLine(const std::uint8_t* src, std::uint8_t* dst) {
+        Avx2::copyLine(src, dst);
+    }
 };
 
 /// As pixels of four bytes, columns 0 to 3 in the low lanes and 4 to 7 in the high lanes; the upper
@@ -72,6 +85,7 @@ struct Tile<3> {
     static constexpr std::uint32_t COLUMNS = 8;
     static constexpr std::uint32_t ROWS = 8;
     static constexpr bool IS_PREFETCHED = true;
+    static constexpr std::uint32_t STAGED_ROWS = 64;
 
     static inline void move(Walk<3> walk) {
         __m256i upper[4];
@@ -85,6 +99,10 @@ struct Tile<3> {
             storeColumns(upper[x], lower[x], walk.dst, walk.dst + 4 * walk.columnStep);
             walk.dst += walk.columnStep;
         }
+    }
+
+    static inline void copyLine(const std::uint8_t* src, std::uint8_t* dst) {
+        Avx2::copyLine(src, dst);
     }
 
 private:

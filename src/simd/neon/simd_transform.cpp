@@ -107,6 +107,7 @@ struct VectorTile {
     static constexpr std::uint32_t COLUMNS = PIXELS;
     static constexpr std::uint32_t ROWS = PIXELS < 8 ? PIXELS : 8;
     static constexpr bool IS_PREFETCHED = false;
+    static constexpr std::uint32_t STAGED_ROWS = 0;
 
     static inline void move(Walk<PIXEL_SIZE> walk) {
         Vector v[ROWS];
