@@ -21,9 +21,12 @@ void Parallel(std::uint32_t begin,
               const Function& function,
               std::uint32_t threadCount,
               std::uint32_t /*blockStep*/) {
+    // The system is asked only when it matters: the C library opens a file for that.
     const std::uint32_t threads =
-        std::min(threadCount, std::uint32_t(std::thread::hardware_concurrency()));
-    if (threads <= 1 || end - begin <= 1) {
+        threadCount <= 1 || end - begin <= 1
+            ? 1
+            : std::min(threadCount, std::uint32_t(std::thread::hardware_concurrency()));
+    if (threads <= 1) {
         function(std::uint32_t(0), begin, end);
         return;
     }
