@@ -66,15 +66,52 @@ inline bool anyBit(__m256i v) {
     return _mm256_testz_si256(v, v) == 0;
 }
 
-// The instructions agree with the portable conversions but for NaN and too large numbers. Blocks
-// with such are left to these.
+// The instructions agree with the portable conversions but for NaN, which they make quiet, and for
+// numbers beyond the largest half, which they limit to it. Blocks with such take some steps more.
+
+constexpr int MANTISSA_SHIFT = 13;  ///< from a half's place in a single
+constexpr float LARGEST_HALF = 65504.0f;
+constexpr std::int32_t HALF_INFINITY = 0x7C00;
+constexpr std::int32_t SINGLE_INFINITY = 0x7F800000;
+
+[[gnu::target("f16c")]] inline __m256 widenAny(__m128i halves) {
+    const __m256i bits = _mm256_cvtepu16_epi32(halves);
+    const __m256i magnitude = _mm256_and_si256(bits, _mm256_set1_epi32(0x7FFF));
+    const __m256i isNan = _mm256_cmpgt_epi32(magnitude, _mm256_set1_epi32(HALF_INFINITY));
+    const __m256i sign = _mm256_slli_epi32(_mm256_srli_epi32(bits, 15), 31);
+    const __m256i nan = _mm256_or_si256(_mm256_slli_epi32(magnitude, MANTISSA_SHIFT),
+                                        _mm256_or_si256(sign, _mm256_set1_epi32(SINGLE_INFINITY)));
+    return _mm256_blendv_ps(_mm256_cvtph_ps(halves), _mm256_castsi256_ps(nan),
+                            _mm256_castsi256_ps(isNan));
+}
+
+[[gnu::target("f16c")]] inline __m128i narrowAny(__m256 values) {
+    const __m256i bits = _mm256_castps_si256(values);
+    const __m256i magnitude = _mm256_and_si256(bits, _mm256_set1_epi32(INT32_MAX));
+    const __m256i infinity = _mm256_set1_epi32(SINGLE_INFINITY);
+    // What is left of a NaN must not be nothing.
+    const __m256i least =
+        _mm256_and_si256(_mm256_cmpgt_epi32(magnitude, infinity),
+                         _mm256_set1_epi32(SINGLE_INFINITY | 1 << MANTISSA_SHIFT));
+    const __m256i raised = _mm256_max_epi32(_mm256_max_epi32(magnitude, infinity), least);
+    const __m256i half =
+        _mm256_and_si256(_mm256_srli_epi32(raised, MANTISSA_SHIFT), _mm256_set1_epi32(0x7FFF));
+    const __m256i sign = _mm256_slli_epi32(_mm256_srli_epi32(bits, 31), 15);
+    const __m256i beyond = _mm256_or_si256(half, sign);
+    const __m256i isBeyond =
+        _mm256_cmpgt_epi32(magnitude, _mm256_castps_si256(_mm256_set1_ps(LARGEST_HALF)));
+    return _mm_blendv_epi8(_mm256_cvtps_ph(values, _MM_FROUND_TO_ZERO),
+                           _mm_packus_epi32(lowLane(beyond), highLane(beyond)),
+                           _mm_packs_epi32(lowLane(isBeyond), highLane(isBeyond)));
+}
 
 [[gnu::target("f16c")]] inline void widen(const unsigned short* src, float* dst) {
     prefetchAfter<HALVES * sizeof(*src)>(src);
     prefetchAfter<HALVES * sizeof(*dst)>(dst);
     const __m256i magnitude = _mm256_and_si256(load(src), _mm256_set1_epi16(0x7FFF));
-    if (anyBit(_mm256_cmpgt_epi16(magnitude, _mm256_set1_epi16(0x7C00)))) {
-        Base::Float16ToFloat32(src, HALVES, dst);
+    if (anyBit(_mm256_cmpgt_epi16(magnitude, _mm256_set1_epi16(HALF_INFINITY)))) {
+        _mm256_storeu_ps(dst, widenAny(loadLane(src)));
+        _mm256_storeu_ps(dst + FLOATS, widenAny(loadLane(src + FLOATS)));
         return;
     }
     _mm256_storeu_ps(dst, _mm256_cvtph_ps(loadLane(src)));
@@ -90,8 +127,9 @@ inline bool anyBit(__m256i v) {
     // The patterns of positive numbers are in their order.
     const __m256i largest = _mm256_max_epi32(_mm256_andnot_si256(sign, _mm256_castps_si256(front)),
                                              _mm256_andnot_si256(sign, _mm256_castps_si256(back)));
-    if (anyBit(_mm256_cmpgt_epi32(largest, _mm256_castps_si256(_mm256_set1_ps(65504.0f))))) {
-        Base::Float32ToFloat16(src, HALVES, dst);
+    if (anyBit(_mm256_cmpgt_epi32(largest, _mm256_castps_si256(_mm256_set1_ps(LARGEST_HALF))))) {
+        storeLane(dst, narrowAny(front));
+        storeLane(dst + FLOATS, narrowAny(back));
         return;
     }
     storeLane(dst, _mm256_cvtps_ph(front, _MM_FROUND_TO_ZERO));
