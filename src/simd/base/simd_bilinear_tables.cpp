@@ -12,26 +12,16 @@ namespace Simd {
 namespace Base {
 namespace {
 
-/// The tap of destination index @p i when the first and the last pixels of both images coincide.
-Tap cornerTap(std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
-    const float scale = dst < 2 ? 0.0f : float(src - 1) / float(dst - 1);
-    return tapAt(float(i) * scale, src);
-}
-
-/// The tap of destination index @p i when the top left edges of the pixels coincide.
-Tap topLeftTap(std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
-    const float scale = float(src) / float(dst);
-    return tapAt(float(i) * scale, src);
-}
-
-Tap tapOf(std::uint32_t method, std::uint32_t i, std::uint32_t src, std::uint32_t dst) {
-    switch (method) {
-        case ResizerMethodBilinearCorner:
-            return cornerTap(i, src, dst);
-        case ResizerMethodBilinearTopLeft:
-            return topLeftTap(i, src, dst);
-        default:
-            return centredTap(i, src, dst);
+/// @param tapOf called with a destination index
+template <class TapOf>
+void estimate(
+    TapOf tapOf, std::uint32_t count, std::uint32_t channels, std::int32_t* index, float* weight) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const Tap tap = tapOf(i);
+        for (std::uint32_t c = 0; c < channels; ++c) {
+            *index++ = std::int32_t(std::uint32_t(tap.index) * channels + c);
+            *weight++ = tap.weight;
+        }
     }
 }
 
@@ -41,13 +31,18 @@ void estimate(std::uint32_t method,
               std::uint32_t channels,
               std::int32_t* index,
               float* weight) {
-    for (std::uint32_t i = 0; i < dst; ++i) {
-        const Tap tap = tapOf(method, i, src, dst);
-        for (std::uint32_t c = 0; c < channels; ++c) {
-            *index++ = std::int32_t(std::uint32_t(tap.index) * channels + c);
-            *weight++ = tap.weight;
-        }
+    if (method != ResizerMethodBilinearCorner && method != ResizerMethodBilinearTopLeft) {
+        const auto centred = [=](std::uint32_t i) { return centredTap(i, src, dst); };
+        estimate(centred, dst, channels, index, weight);
+        return;
     }
+    // The first and the last pixels of both images coincide, or the top left edges of the pixels.
+    const bool corners = method == ResizerMethodBilinearCorner;
+    const float scale = !corners  ? float(src) / float(dst)
+                        : dst < 2 ? 0.0f
+                                  : float(src - 1) / float(dst - 1);
+    const auto scaled = [=](std::uint32_t i) { return tapAt(float(i) * scale, src); };
+    estimate(scaled, dst, channels, index, weight);
 }
 
 }  // namespace
