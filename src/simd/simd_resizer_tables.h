@@ -51,10 +51,20 @@ inline void estimateByteTaps(std::uint32_t src,
                              std::uint32_t dst,
                              std::int32_t* __restrict index,
                              std::int32_t* __restrict weight) {
-    for (std::uint32_t i = 0; i < dst; ++i) {
-        const Tap tap = centredTap(i, src, dst);
-        index[i] = tap.index;
-        weight[i] = byteWeight(tap);
+    const std::int32_t last = std::int32_t(src) - 1;
+    const float scale = float(src) / float(dst);
+    // Without tests for the ends, so that compilers widen the loop. Positions are above -1.
+    for (std::int32_t i = 0; i < std::int32_t(dst); ++i) {
+        const float position = fused(scale, float(i) + 0.5f, -0.5f);
+        index[i] = std::int32_t(position);
+        weight[i] = byteWeight({index[i], position - float(index[i])});
+    }
+    for (std::uint32_t i = 0; i < dst && weight[i] < 0; ++i) {
+        weight[i] = 0;
+    }
+    for (std::uint32_t i = dst; i != 0 && index[i - 1] >= last; --i) {
+        index[i - 1] = last - 1;
+        weight[i - 1] = 16;
     }
 }
 
