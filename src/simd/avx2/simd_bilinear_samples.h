@@ -192,7 +192,7 @@ struct HalfWindows {
 template <std::size_t CHANNELS>
 struct TwoThirds {
     static constexpr std::uint32_t SRC_PIXELS = 3;
-    static constexpr std::int32_t PLACES[] = {0, 1};
+    static constexpr std::uint32_t PLACES[] = {0, 1};
     static constexpr float WEIGHTS[] = {0.25f, 0.75f};
 
     static Samples load(const float* src) {
@@ -215,7 +215,7 @@ private:
 template <std::size_t CHANNELS>
 struct Third {
     static constexpr std::uint32_t SRC_PIXELS = 3;
-    static constexpr std::int32_t PLACES[] = {1};
+    static constexpr std::uint32_t PLACES[] = {1};
     static constexpr float WEIGHTS[] = {0.0f};
 
     static Samples load(const float* src) {
@@ -227,7 +227,7 @@ private:
     static Samples loadGray(const float* src) {
         const __m256 a = _mm256_loadu_ps(src);
         const __m256 b = _mm256_loadu_ps(src + ELEMENTS);
-        const __m256 c = _mm256_loadu_ps(src + 2 * ELEMENTS);
+        const __m256 c = _mm256_loadu_ps(src + std::size_t{2} * ELEMENTS);
         const __m256 left = _mm256_blend_ps(_mm256_blend_ps(a, b, 0x92), c, 0x24);
         const __m256 right = _mm256_blend_ps(_mm256_blend_ps(a, b, 0x24), c, 0x49);
         return {_mm256_permutevar8x32_ps(left, _mm256_setr_epi32(0, 3, 6, 1, 4, 7, 2, 5)),
