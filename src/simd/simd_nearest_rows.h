@@ -7,7 +7,8 @@
 
 namespace Simd {
 
-constexpr std::uint32_t NEAREST_BLOCK = 16;  ///< bytes that a block writes
+constexpr std::uint32_t NEAREST_BLOCK = 16;  ///< bytes that a block writes, unless told otherwise
+constexpr std::uint32_t NEAREST_WORD = 4;    ///< bytes that are moved at once where pixels allow
 
 /// Neighbouring bytes of a destination row whose sources lie within a window of the source row.
 struct NearestBlock {
@@ -19,8 +20,8 @@ struct NearestBlock {
 struct NearestRows {
     /// Writes blocks in their order.
     /// @param next      the source row that is wanted next; is not read
-    /// @param positions of each byte of the blocks in the window, NEAREST_BLOCK to a block or as
-    ///                  `spread` leaves them; outside of it for bytes that come later
+    /// @param positions of each byte of the blocks in the window, as many to a block as it writes
+    ///                  or as `spread` leaves them; anything for bytes that come later
     using Gather = void(const std::uint8_t* src,
                         const std::uint8_t* next,
                         const NearestBlock* blocks,
@@ -38,13 +39,21 @@ struct NearestRows {
                        std::uint32_t width,
                        std::uint8_t* dst);
 
-    static constexpr std::uint32_t WINDOWS = 3;
-    static constexpr std::uint32_t WINDOW[WINDOWS] = {16, 32, 64};  ///< bytes of the windows
-    static constexpr std::uint32_t HALVE_SIZE = 4;                  ///< bytes of the largest pixel
+    /// One way to write blocks.
+    struct Form {
+        Gather* gather;
+        Spread* spread;        ///< null where `gather` takes the positions as they are
+        std::uint32_t block;   ///< bytes that a block writes
+        std::uint32_t window;  ///< bytes of a window
+        std::uint32_t least;   ///< bytes that a row has to have
+        bool words;            ///< Whether it moves whole words, and wants all blocks full.
+        float cost;            ///< pixels that are copied in the time of a block
+    };
 
-    Gather* gather[WINDOWS];
-    Spread* spread[WINDOWS];      ///< null where `gather` takes the positions as they are
-    std::uint32_t cost[WINDOWS];  ///< pixels that are copied in the time of a block
+    static constexpr std::uint32_t HALVE_SIZE = 4;  ///< bytes of the largest pixel
+
+    const Form* forms;
+    std::uint32_t formCount;
 
     Halve* halve[HALVE_SIZE];  ///< for pixels of 1 to 4 bytes; null where blocks are as quick
     std::uint32_t halveWidth;  ///< least width that is halved, in pixels

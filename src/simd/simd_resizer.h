@@ -111,8 +111,12 @@ protected:
     void ChooseBlocks();
     bool TakesEverySecond() const;
 
-    /// @return whether few enough windows of @p window bytes hold the pixels of a row
-    bool CutIntoBlocks(std::uint32_t window);
+    /// @return what a block takes for each of its pixels, of the time of a copy; 1 if it is of no
+    ///         use
+    float EstimateCost(const NearestRows::Form& form) const;
+
+    /// @return whether few enough blocks hold the pixels of a row
+    bool CutIntoBlocks(const NearestRows::Form& form);
     void FindInnerPixels();
 
     std::uint32_t pixelSize = 0;  ///< bytes; 0 until the tables are built

@@ -31,6 +31,18 @@ void spread(std::uint8_t* positions, std::uint32_t count) {
     }
 }
 
+/// What stands at 16 positions of a window of more than 16 bytes, in the one lane or in the other,
+/// where the other has 0.
+/// @param spread as the function leaves them
+template <std::size_t WINDOW>
+inline __m256i lookUpLanes(const std::uint8_t* window, const std::uint8_t* spread) {
+    __m256i bytes = _mm256_shuffle_epi8(load(window), load(spread));
+    for (std::size_t i = VECTOR; i < WINDOW; i += VECTOR) {
+        bytes = _mm256_or_si256(bytes, _mm256_shuffle_epi8(load(window + i), load(spread + i)));
+    }
+    return bytes;
+}
+
 /// What stands at 16 positions of a window.
 /// @param spread as the function leaves them; of 16 bytes, the positions
 template <std::size_t WINDOW>
@@ -38,11 +50,24 @@ inline __m128i lookUpSpread(const std::uint8_t* window, const std::uint8_t* spre
     if constexpr (WINDOW == LANE) {
         return _mm_shuffle_epi8(loadLane(window), loadLane(spread));
     } else {
-        __m256i bytes = _mm256_shuffle_epi8(load(window), load(spread));
-        for (std::size_t i = VECTOR; i < WINDOW; i += VECTOR) {
-            bytes = _mm256_or_si256(bytes, _mm256_shuffle_epi8(load(window + i), load(spread + i)));
-        }
+        const __m256i bytes = lookUpLanes<WINDOW>(window, spread);
         return _mm_or_si128(lowLane(bytes), highLane(bytes));
+    }
+}
+
+/// The same of two windows, whose positions follow one another.
+template <std::size_t WINDOW>
+inline __m256i lookUpTwo(const std::uint8_t* first,
+                         const std::uint8_t* second,
+                         const std::uint8_t* spread) {
+    if constexpr (WINDOW == LANE) {
+        return _mm256_shuffle_epi8(_mm256_setr_m128i(loadLane(first), loadLane(second)),
+                                   load(spread));
+    } else {
+        const __m256i low = lookUpLanes<WINDOW>(first, spread);
+        const __m256i high = lookUpLanes<WINDOW>(second, spread + WINDOW);
+        return _mm256_or_si256(_mm256_blend_epi32(low, high, 0xF0),
+                               _mm256_permute2x128_si256(low, high, 0x21));
     }
 }
 

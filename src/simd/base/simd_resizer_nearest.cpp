@@ -114,7 +114,15 @@ constexpr decltype(&copyPixelsOfAny) COPY_PIXELS[] = {
 
 constexpr std::uint32_t LARGEST_FIXED_SIZE = 12;
 
-constexpr std::uint8_t NOWHERE = 0xFF;  // a position outside of all windows
+/// Writes @p count positions from @p from on, and up to three more.
+inline void writePositions(std::uint32_t from, std::uint32_t count, std::uint8_t* positions) {
+    std::uint32_t word = from * 0x01010101u + 0x03020100u;
+    std::memcpy(positions, &word, sizeof(word));
+    for (std::uint32_t i = NEAREST_WORD; i < count; i += NEAREST_WORD) {
+        word += NEAREST_WORD * 0x01010101u;
+        std::memcpy(positions + i, &word, sizeof(word));
+    }
+}
 
 /// Row functions in vectors; null where the processor has none.
 const NearestRows* vectorRows() {
@@ -163,33 +171,45 @@ bool ResizerNearest::TakesEverySecond() const {
            param.srcWidth == 2 * param.dstWidth;
 }
 
-bool ResizerNearest::CutIntoBlocks(std::uint32_t window) {
-    const std::uint32_t size = param.dstWidth * pixelSize;
-    const std::uint32_t lastWindow = param.srcWidth * pixelSize - window;
-    NearestBlock* block = nullptr;
-    std::uint8_t* position = nullptr;
+bool ResizerNearest::CutIntoBlocks(const NearestRows::Form& form) {
+    const std::uint32_t size = pixelSize;
+    const std::uint32_t width = param.dstWidth * size;
+    const std::uint32_t lastWindow = param.srcWidth * size - form.window;
+    const std::uint32_t* pixel = ix.data;
+    std::uint32_t done = 0;  // bytes of the pixel that stand in the blocks before
     std::uint32_t to = 0;
-    for (doneInVectors = 0; doneInVectors < param.dstWidth; ++doneInVectors) {
-        const std::uint32_t pixel = ix.data[doneInVectors];
-        for (std::uint32_t i = 0; i < pixelSize; ++i, ++to) {
-            if (block == nullptr || to - block->dst >= NEAREST_BLOCK ||
-                pixel + i - block->src >= window) {
-                if (to + NEAREST_BLOCK > size) {
-                    return true;
-                }
-                if (blockCount == blocks.size) {
-                    return false;
-                }
-                block = &blocks.data[blockCount++];
-                // From a pixel's first byte on, to which a repeated pixel comes back.
-                block->src = pixel < lastWindow ? pixel : lastWindow;
-                block->dst = to;
-                position = positions.data + std::size_t(blockCount - 1) * NEAREST_BLOCK;
-                std::memset(position, NOWHERE, NEAREST_BLOCK);
-            }
-            position[to - block->dst] = std::uint8_t(pixel + i - block->src);
+    for (blockCount = 0; to + form.block <= width; ++blockCount) {
+        if (blockCount == blocks.size) {
+            return false;
+        }
+        // From a pixel's first byte on, to which a repeated pixel comes back.
+        const std::uint32_t first = std::min(*pixel, lastWindow);
+        blocks.data[blockCount] = {first, to};
+        std::uint8_t* position = positions.data + std::size_t(blockCount) * form.block;
+        const std::uint32_t end = to + form.block;
+        // What remains of a pixel, and then whole ones.
+        std::uint32_t count = size - done;
+        while (count <= end - to && *pixel + done - first <= form.window - count) {
+            writePositions(*pixel + done - first, count, position);
+            position += count;
+            to += count;
+            done = 0;
+            count = size;
+            ++pixel;
+        }
+        // What there is room for of the next one.
+        if (to < end && *pixel + done - first < form.window) {
+            const std::uint32_t from = *pixel + done - first;
+            count = std::min(end - to, form.window - from);
+            writePositions(from, count, position);
+            to += count;
+            done += count;
+        }
+        if (form.words && to < end) {
+            return false;
         }
     }
+    doneInVectors = std::uint32_t(pixel - ix.data);
     return true;
 }
 
@@ -202,34 +222,39 @@ bool ResizerNearest::ChooseHalves() {
     return halve != nullptr;
 }
 
+float ResizerNearest::EstimateCost(const NearestRows::Form& form) const {
+    const bool fits = form.window >= pixelSize && form.window <= param.srcWidth * pixelSize &&
+                      form.least <= param.dstWidth * pixelSize;
+    const auto size = float(pixelSize);
+    const float step = float(param.srcWidth) / float(param.dstWidth);
+    const float reached = 1.0f + float(form.window - pixelSize) / (step * size);
+    const float most = float(form.block) / size;
+    const bool isServed = !form.words || (pixelSize % NEAREST_WORD == 0 &&
+                                          form.block % pixelSize == 0 && reached >= most);
+    return fits && isServed ? form.cost / std::min(reached, most) : 1.0f;
+}
+
 void ResizerNearest::ChooseBlocks() {
     const NearestRows* const rows = vectorRows();
     if (rows == nullptr) {
         return;
     }
-    // The window whose blocks are quickest, if any are quicker than copies.
-    const float step = float(param.srcWidth) / float(param.dstWidth);
-    const auto size = float(pixelSize);
+    // The form that is quickest, if any is quicker than copies.
+    const NearestRows::Form* best = nullptr;
     float least = 1.0f;
-    std::uint32_t best = 0;
-    for (std::uint32_t i = 0; i < NearestRows::WINDOWS; ++i) {
-        const std::uint32_t window = NearestRows::WINDOW[i];
-        if (window >= pixelSize && window <= param.srcWidth * pixelSize) {
-            const float reached = 1.0f + float(window - pixelSize) / (step * size);
-            const float pixels = std::min(reached, float(NEAREST_BLOCK) / size);
-            const float cost = float(rows->cost[i]) / pixels;
-            best = cost < least ? i : best;
-            least = std::min(least, cost);
-        }
+    for (std::uint32_t i = 0; i < rows->formCount; ++i) {
+        const float cost = EstimateCost(rows->forms[i]);
+        best = cost < least ? &rows->forms[i] : best;
+        least = std::min(least, cost);
     }
-    if (least < 1.0f) {
-        blocks.Resize(param.dstWidth / rows->cost[best], param.alignment);
-        const std::uint32_t window = NearestRows::WINDOW[best];
-        positions.Resize(std::uint64_t(blocks.size) * window, param.alignment);
-        if (CutIntoBlocks(window)) {
-            gather = rows->gather[best];
-            if (rows->spread[best] != nullptr) {
-                rows->spread[best](positions.data, blockCount);
+    if (best != nullptr) {
+        blocks.Resize(std::uint32_t(float(param.dstWidth) / best->cost), param.alignment);
+        const std::uint32_t each = best->spread != nullptr ? best->window : best->block;
+        positions.Resize(std::uint64_t(blocks.size) * each, param.alignment);
+        if (CutIntoBlocks(*best)) {
+            gather = best->gather;
+            if (best->spread != nullptr) {
+                best->spread(positions.data, blockCount);
             }
             return;
         }
@@ -249,7 +274,9 @@ void ResizerNearest::Run(const std::uint8_t* src,
         if (!ChooseHalves()) {
             EstimateColumns();
             ChooseBlocks();
-            FindInnerPixels();
+            if (pixelSize == 3) {
+                FindInnerPixels();
+            }
         }
     }
     const std::uint32_t width = param.dstWidth;

@@ -84,13 +84,16 @@ void halve(const std::uint8_t* __restrict src,
     }
 }
 
+constexpr NearestRows::Form FORMS[] = {
+    {gather<16>, nullptr, NEAREST_BLOCK, 16, NEAREST_BLOCK, false, 3},
+    {gather<32>, nullptr, NEAREST_BLOCK, 32, NEAREST_BLOCK, false, 4},
+    {gather<64>, nullptr, NEAREST_BLOCK, 64, NEAREST_BLOCK, false, 5},
+};
+
 }  // namespace
 
-const NearestRows NearestVectors = {{gather<16>, gather<32>, gather<64>},
-                                    {},
-                                    {3, 4, 5},
-                                    {halve<1>, halve<2>, halve<3>, halve<4>},
-                                    16};
+const NearestRows NearestVectors = {
+    FORMS, sizeof(FORMS) / sizeof(*FORMS), {halve<1>, halve<2>, halve<3>, halve<4>}, 16};
 
 }  // namespace Neon
 }  // namespace Simd
