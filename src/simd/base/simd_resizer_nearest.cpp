@@ -174,7 +174,8 @@ bool ResizerNearest::TakesEverySecond() const {
 bool ResizerNearest::CutIntoBlocks(const NearestRows::Form& form) {
     const std::uint32_t size = pixelSize;
     const std::uint32_t width = param.dstWidth * size;
-    const std::uint32_t lastWindow = param.srcWidth * size - form.window;
+    const std::uint32_t window = form.window;
+    const std::uint32_t lastWindow = param.srcWidth * size - window;
     const std::uint32_t* pixel = ix.data;
     std::uint32_t done = 0;  // bytes of the pixel that stand in the blocks before
     std::uint32_t to = 0;
@@ -189,7 +190,7 @@ bool ResizerNearest::CutIntoBlocks(const NearestRows::Form& form) {
         const std::uint32_t end = to + form.block;
         // What remains of a pixel, and then whole ones.
         std::uint32_t count = size - done;
-        while (count <= end - to && *pixel + done - first <= form.window - count) {
+        while (count <= end - to && *pixel + done - first <= window - count) {
             writePositions(*pixel + done - first, count, position);
             position += count;
             to += count;
@@ -198,9 +199,9 @@ bool ResizerNearest::CutIntoBlocks(const NearestRows::Form& form) {
             ++pixel;
         }
         // What there is room for of the next one.
-        if (to < end && *pixel + done - first < form.window) {
+        if (to < end && *pixel + done - first < window) {
             const std::uint32_t from = *pixel + done - first;
-            count = std::min(end - to, form.window - from);
+            count = std::min(end - to, window - from);
             writePositions(from, count, position);
             to += count;
             done += count;
