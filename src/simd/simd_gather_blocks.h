@@ -37,15 +37,13 @@ inline void estimateWeightPairs(const ResizerParam& p,
 
 /// For rows of at least a window.
 /// @param blocks has room for one for each element
-/// @param window source bytes of a block
 /// @return how many there are
 inline std::uint32_t estimateGatherBlocks(const ResizerParam& p,
                                           const std::int32_t* index,
-                                          GatherBlock* blocks,
-                                          std::uint32_t window = GATHER_WINDOW) {
+                                          GatherBlock* blocks) {
     const std::uint32_t channels = p.channels;
-    const std::uint32_t lastStart = p.srcWidth * channels - window;
-    const std::uint32_t reach = window - channels;  // left samples, so that right ones fit
+    const std::uint32_t lastStart = p.srcWidth * channels - GATHER_WINDOW;
+    const std::uint32_t reach = GATHER_WINDOW - channels;  // left samples, so that right ones fit
     GatherBlock* block = blocks;
     GatherBlock* end = blocks;
     std::uint32_t start = 0;

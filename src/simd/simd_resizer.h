@@ -37,8 +37,7 @@ enum ResizerMethod : std::uint32_t {
     ResizerMethodAreaFast = 7,  ///< the same on sums of 2 x 2 pixels, where it shrinks enough
 };
 
-/// Up to 8 neighbouring pairs of bytes that lie within a window of a source row, of 16 bytes unless
-/// told otherwise.
+/// Up to 8 neighbouring pairs of bytes that lie within a window of 16 bytes of a source row.
 struct GatherBlock {
     std::int32_t src;          ///< first byte of the window
     std::uint32_t dst;         ///< first byte in a row of pairs
@@ -448,17 +447,7 @@ public:
 
 protected:
     void EstimateRows();
-    void EstimateColumns();
     void EstimateBlocks();
-
-    /// Makes a destination row without rows of sums.
-    /// @param ahead bytes from the two rows to those of the next destination row
-    template <std::size_t LANES>
-    void BlendPairs(const std::uint8_t* upper,
-                    const std::uint8_t* lower,
-                    std::int32_t lowerWeight,
-                    std::ptrdiff_t ahead,
-                    std::uint8_t* dst) const;
 
     /// Makes destination rows from @p y on by the functions of the ratio.
     /// @return how many rows; 0 where they don't serve
@@ -469,13 +458,9 @@ protected:
                                std::ptrdiff_t dstStep) const;
 
     // The inherited `ix` and `ax` hold a number for each pixel here; the inherited `bx` stay empty.
-    Table<std::uint8_t> weights;  ///< a pair (16 - weight, weight) for each destination element
-    Table<std::uint8_t> rows[2];  ///< two horizontally interpolated rows, of 16-bit elements
-    Table<GatherBlock> blocks;
-    Table<std::uint8_t> pairs;         ///< of blocks
-    bool isWide = false;               ///< whether blocks have wide windows
-    std::uint32_t pairCount = 0;       ///< 0 until a row needs them
-    std::uint32_t insideCount = 0;     ///< leading pairs that end within a row
+    Table<std::uint8_t> rows[2];       ///< two horizontally interpolated rows, of 16-bit elements
+    Table<std::uint8_t> blocks;        ///< empty until a row needs them
+    std::uint32_t blockForm = 0;       ///< by the windows that they have
     const RatioForm* ratio = nullptr;  ///< that the columns follow
 };
 

@@ -3,9 +3,9 @@
 //     row = p (16 - a) + q a,                     at most 4080
 //     (r0 (16 - a) + r1 a + 128) >> 8,            at most 65408 before the shift
 //
-// A shuffle brings the two samples of 8 elements together within a lane, where one instruction
-// weighs and adds them. So two blocks of 16 source bytes make a vector of sums. Weights are at most
-// 16, which suits the signed operand.
+// Shuffles bring the two samples of up to 8 elements together within a lane, where one instruction
+// weighs and adds them. They come from as many windows of 16 source bytes as the ratio asks for.
+// Weights are at most 16, which suits the signed operand.
 //
 // Nothing is rounded between the two directions. Images that don't grow are therefore scaled
 // without rows of sums, and where a row alone counts it takes the place of both.
@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "simd/avx2/simd_lookup.h"
 #include "simd/avx2/simd_vectors.h"
 #include "simd/simd_blocks.h"
 #include "simd/simd_gather_blocks.h"
@@ -46,128 +45,244 @@ inline __m256i blend(__m256i upper, __m256i lower, const RowWeights& weights) {
     return _mm256_srli_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(1 << (SHIFT - 1))), SHIFT);
 }
 
-/// Two blocks, a lane each, whose windows have @p LANES times 16 bytes.
-template <std::size_t LANES>
-struct alignas(VECTOR) BlockPair {
-    std::uint8_t weights[VECTOR];
-    std::uint8_t positions[LANES][VECTOR];
-    std::int32_t src[2];   // first bytes of the windows
-    std::uint32_t dst[2];  // first elements that are written
+// ---- Blocks -------------------------------------------------------------------------------------
 
-    BlockPair(const GatherBlock* block, const std::uint8_t* pairs)
-        : src{block[0].src, block[1].src}, dst{block[0].dst / SUM_SIZE, block[1].dst / SUM_SIZE} {
-        store(weights, lanesOf(loadLane(pairs + block[0].dst), loadLane(pairs + block[1].dst)));
-        const __m256i both = lanesOf(loadLane(block[0].shuffle), loadLane(block[1].shuffle));
-        for (std::size_t i = 0; i < LANES; ++i) {
-            store(positions[i], withinLanes(both, int(i), int(i)));
-        }
-    }
+/// Two lanes of sums. Each takes its samples from windows of 16 bytes of the source row.
+template <std::size_t WINDOWS>
+struct alignas(VECTOR) Block {
+    std::uint8_t weights[VECTOR];             // a pair for each element
+    std::uint8_t positions[WINDOWS][VECTOR];  // in a window, for each sample that lies there
+    std::int32_t src[WINDOWS][2];             // first bytes of the windows
 
-    /// @param first, second windows of a row
-    __m256i sums(const std::uint8_t* first, const std::uint8_t* second) const {
-        __m256i bytes = samples(first, second, 0);
-        for (std::size_t i = 1; i < LANES; ++i) {
-            bytes = _mm256_or_si256(bytes, samples(first, second, i));
+    __m256i sums(const std::uint8_t* row) const {
+        __m256i bytes = samples(row, 0);
+        for (std::size_t i = 1; i < WINDOWS; ++i) {
+            bytes = _mm256_or_si256(bytes, samples(row, i));
         }
         return _mm256_maddubs_epi16(bytes, load(weights));
     }
 
-    __m256i samples(const std::uint8_t* first, const std::uint8_t* second, std::size_t lane) const {
-        const __m256i bytes =
-            lanesOf(loadLane(first + lane * LANE), loadLane(second + lane * LANE));
-        return _mm256_shuffle_epi8(bytes, load(positions[lane]));
+    __m256i samples(const std::uint8_t* row, std::size_t i) const {
+        const __m256i bytes = lanesOf(loadLane(row + src[i][0]), loadLane(row + src[i][1]));
+        return _mm256_shuffle_epi8(bytes, load(positions[i]));
     }
 };
 
-template <std::size_t LANES>
-BlockPair<LANES>* pairsIn(const Table<std::uint8_t>& table) {
-    return static_cast<BlockPair<LANES>*>(static_cast<void*>(table.data));
+template <std::size_t WINDOWS>
+Block<WINDOWS>* blocksIn(const Table<std::uint8_t>& table) {
+    return static_cast<Block<WINDOWS>*>(static_cast<void*>(table.data));
 }
 
-/// @param count   pairs of blocks
-/// @param weights a pair for each element
-template <std::size_t LANES>
-void estimatePairs(const GatherBlock* blocks,
-                   const std::uint8_t* weights,
-                   std::uint32_t count,
-                   Table<std::uint8_t>& table) {
-    table.Resize(count * sizeof(BlockPair<LANES>), VECTOR);
-    BlockPair<LANES>* const pairs = pairsIn<LANES>(table);
-    for (std::size_t i = 0; i < count; ++i) {
-        pairs[i] = BlockPair<LANES>(blocks + 2 * i, weights);
+/// Elements of a row that are made at once: four lanes, the first and the third one in a block. The
+/// last ones of a row overlap those before.
+struct Steps {
+    static constexpr std::uint32_t LANES = 4;
+
+    std::uint32_t size;  // of the row
+    std::uint32_t lane;  // elements in it
+
+    std::uint32_t count() const { return (size + LANES * lane - 1) / (LANES * lane); }
+
+    std::uint32_t start(std::uint32_t step) const {
+        const std::uint32_t start = step * LANES * lane;
+        const std::uint32_t last = size - LANES * lane;
+        return start < last ? start : last;
     }
+};
+
+inline void setPair(std::uint8_t* pair, std::int32_t first, std::int32_t second) {
+    const auto both = std::uint16_t(first + second * 256);
+    std::memcpy(pair, &both, sizeof(both));
 }
 
-/// Pairs in their order, as each may write beyond its elements.
+/// The way of samples into blocks.
+struct Columns {
+    const std::int32_t* index;   // left pixels
+    const std::int32_t* weight;  // of the right ones
+    std::int32_t channels;
+    std::int32_t lastWindow;  // that lies within the source row
+    Steps steps;
+
+    std::uint32_t pixelOf(std::uint32_t element) const { return element / std::uint32_t(channels); }
+
+    /// The last one of the pixels up to @p last that lie in a window together with @p first.
+    std::uint32_t lastBeside(std::uint32_t first, std::uint32_t last) const {
+        const std::int32_t reach = index[first] + std::int32_t(LANE) / channels - 2;
+        while (first != last && index[first + 1] <= reach) {
+            ++first;
+        }
+        return first;
+    }
+
+    /// First byte of a window for pixels. It is a multiple of its size where that serves, so that
+    /// it mostly lies within a line of memory.
+    std::int32_t windowOf(std::uint32_t first, std::uint32_t last) const {
+        constexpr auto SIZE = std::int32_t(LANE);
+        const std::int32_t begin = index[first] * channels;
+        const std::int32_t end = (index[last] + 2) * channels;
+        const std::int32_t multiple = begin / SIZE * SIZE;
+        const std::int32_t window = end <= multiple + SIZE ? multiple : begin;
+        return window < lastWindow ? window : lastWindow;
+    }
+
+    /// @param element the first one in @p lane
+    /// @return whether the windows hold the samples of the lane
+    template <std::size_t WINDOWS>
+    bool fill(Block<WINDOWS>& block, std::size_t lane, std::uint32_t element) const {
+        const std::uint32_t end = element + steps.lane;
+        const std::uint32_t last = pixelOf(end - 1);
+        std::uint32_t x = pixelOf(element);
+        std::int32_t channel = std::int32_t(element - x * std::uint32_t(channels));
+        std::int32_t window = 0;
+        std::size_t pair = lane * LANE;
+        for (std::size_t i = 0; i < WINDOWS; ++i) {
+            if (x <= last) {
+                const std::uint32_t lastInside = lastBeside(x, last);
+                window = windowOf(x, lastInside);
+                for (; x <= lastInside; ++x, channel = 0) {
+                    const std::int32_t left = index[x] * channels - window;
+                    const std::int32_t right = weight[x];
+                    for (; channel != channels && element != end; ++channel, ++element, pair += 2) {
+                        setPair(block.positions[i] + pair, left + channel,
+                                left + channel + channels);
+                        setPair(block.weights + pair, FRACTION - right, right);
+                    }
+                }
+            }
+            // A lane that needs fewer windows loads the last one again.
+            block.src[i][lane] = window;
+        }
+        return element == end;
+    }
+};
+
+/// @return whether the windows hold all samples
+template <std::size_t WINDOWS>
+bool estimateBlocks(const Columns& columns, Table<std::uint8_t>& table) {
+    const Steps& steps = columns.steps;
+    Block<WINDOWS> sample;
+    if (!columns.fill(sample, 0, 0)) {
+        return false;  // as mostly, without any memory taken
+    }
+    table.Resize(2 * steps.count() * sizeof(Block<WINDOWS>), VECTOR);
+    Block<WINDOWS>* block = blocksIn<WINDOWS>(table);
+    bool fits = true;
+    for (std::uint32_t step = 0; fits && step < steps.count(); ++step, block += 2) {
+        std::memset(block, Shuffle::ZERO, 2 * sizeof(*block));
+        for (std::uint32_t i = 0; fits && i < Steps::LANES; ++i) {
+            fits = columns.fill(block[i % 2], i / 2, steps.start(step) + i * steps.lane);
+        }
+    }
+    return fits;
+}
+
+// ---- Rows ---------------------------------------------------------------------------------------
+
+constexpr std::size_t FULL = 8;  // elements of a lane
+
+/// Writes up to a lane beyond the row.
+/// @tparam SUMS  elements of a lane
+/// @param size   elements of the row
+template <std::size_t WINDOWS, std::size_t SUMS>
 [[gnu::flatten]] void gatherRow(const std::uint8_t* __restrict src,
-                                const BlockPair<1>* __restrict pairs,
-                                std::uint32_t count,
+                                const Table<std::uint8_t>& blocks,
+                                std::uint32_t size,
                                 std::uint8_t* __restrict row) {
-    for (const BlockPair<1>* pair = pairs; pair != pairs + count; ++pair) {
-        const __m256i sums = pair->sums(src + pair->src[0], src + pair->src[1]);
-        storeLane(row + std::size_t{pair->dst[0]} * SUM_SIZE, lowLane(sums));
-        storeLane(row + std::size_t{pair->dst[1]} * SUM_SIZE, highLane(sums));
+    constexpr std::size_t BYTES = SUM_SIZE * SUMS;
+    const Steps steps = {size, SUMS};
+    const Block<WINDOWS>* __restrict block = blocksIn<WINDOWS>(blocks);
+    for (std::uint32_t step = 0; step < steps.count(); ++step, block += 2) {
+        std::uint8_t* const to = row + std::size_t{SUM_SIZE} * steps.start(step);
+        const __m256i first = block[0].sums(src);
+        const __m256i second = block[1].sums(src);
+        storeLane(to, lowLane(first));
+        storeLane(to + BYTES, lowLane(second));
+        storeLane(to + 2 * BYTES, highLane(first));
+        storeLane(to + 3 * BYTES, highLane(second));
     }
 }
 
-/// Blends two rows at once. Where windows are wide, so much of the source is passed over that no
-/// machine foresees the next rows.
-/// @param ahead  bytes from the two rows to the next two
-/// @param origin the element at @p dst
-template <std::size_t LANES>
+template <std::size_t SUMS>
+constexpr Shuffle shuffleOfClose() {
+    Shuffle shuffle = {};
+    for (std::size_t i = 0; i < LANE; ++i) {
+        const std::size_t from = i < SUMS ? i : i + FULL - SUMS;
+        shuffle.from[i] = from < LANE ? std::uint8_t(from) : Shuffle::ZERO;
+    }
+    return shuffle;
+}
+
+/// Four times SUMS bytes, without what they lack of 8 each.
+template <std::size_t SUMS>
+inline void storeClosed(std::uint8_t* dst, __m256i bytes) {
+    if constexpr (SUMS == FULL) {
+        store(dst, bytes);
+    } else {
+        constexpr std::size_t HALF = 2 * SUMS;
+        static constexpr Shuffle CLOSE = shuffleOfClose<SUMS>();
+        const __m256i closed = shuffle(bytes, CLOSE);
+        const __m128i high = highLane(closed);
+        storeLane(dst, lowLane(closed));
+        _mm_storeu_si64(dst + HALF, high);
+        _mm_storeu_si64(dst + 2 * HALF - FULL, _mm_srli_si128(high, HALF - FULL));
+    }
+}
+
+/// Blends two rows at once. Where samples are far apart, so much of the source is passed over that
+/// no machine foresees the next rows.
+/// @param ahead bytes from the two rows to the next two
+template <std::size_t WINDOWS, std::size_t SUMS>
 [[gnu::flatten]] void gatherBlend(const std::uint8_t* __restrict upper,
                                   const std::uint8_t* __restrict lower,
                                   std::int32_t lowerWeight,
                                   std::ptrdiff_t ahead,
-                                  const BlockPair<LANES>* __restrict pairs,
-                                  std::uint32_t count,
-                                  std::uint32_t origin,
+                                  const Table<std::uint8_t>& blocks,
+                                  std::uint32_t size,
                                   std::uint8_t* __restrict dst) {
+    constexpr std::size_t FORESEEN = WINDOWS > 2 ? 2 : WINDOWS - 1;  // windows of a block
+    const Steps steps = {size, SUMS};
     const RowWeights weights(lowerWeight);
-    for (const BlockPair<LANES>* pair = pairs; pair != pairs + count; ++pair) {
-        const auto sumsOf = [&](const std::uint8_t* row) {
-            const std::uint8_t* const first = row + pair->src[0];
-            const std::uint8_t* const second = row + pair->src[1];
-            if (LANES > 1) {
-                __builtin_prefetch(first + ahead);
-                __builtin_prefetch(second + ahead);
-            }
-            return pair->sums(first, second);
-        };
-        const __m256i blended = blend(sumsOf(upper), sumsOf(lower), weights);
-        const __m256i bytes = _mm256_packus_epi16(blended, blended);
-        _mm_storeu_si64(dst + (pair->dst[0] - origin), lowLane(bytes));
-        _mm_storeu_si64(dst + (pair->dst[1] - origin), highLane(bytes));
+    const auto blended = [&](const Block<WINDOWS>& block) {
+        for (std::size_t lane = 0; lane < FORESEEN; ++lane) {
+            __builtin_prefetch(upper + block.src[0][lane] + ahead);
+            __builtin_prefetch(lower + block.src[0][lane] + ahead);
+        }
+        return blend(block.sums(upper), block.sums(lower), weights);
+    };
+    const Block<WINDOWS>* __restrict block = blocksIn<WINDOWS>(blocks);
+    for (std::uint32_t step = 0; step < steps.count(); ++step, block += 2) {
+        const __m256i bytes = _mm256_packus_epi16(blended(block[0]), blended(block[1]));
+        storeClosed<SUMS>(dst + steps.start(step), bytes);
     }
 }
 
-constexpr std::uint32_t WIDE = 3;   // lanes of a wide window
-constexpr float WIDE_RATIO = 4.5f;  // from which fewer blocks make up for the work that they need
+/// What serves lanes of so many elements from so many windows.
+struct BlockForm {
+    std::uint32_t lane;
+    decltype(estimateBlocks<1>)* estimate;
+    decltype(gatherRow<1, FULL>)* gather;
+    decltype(gatherBlend<1, FULL>)* blend;
+};
 
-/// A block of the last elements of a row, which ends with it.
-/// @return whether a window holds their samples
-bool estimateLastBlock(const ResizerParam& p,
-                       const std::int32_t* index,
-                       std::uint32_t window,
-                       GatherBlock& block) {
-    constexpr std::uint32_t COUNT = GATHER_PAIRS / 2;
-    const std::uint32_t begin = p.dstWidth * p.channels - COUNT;
-    std::uint32_t samples[COUNT];
-    std::uint32_t first = p.srcWidth * p.channels - window;
-    std::uint32_t last = 0;
-    for (std::uint32_t i = 0; i < COUNT; ++i) {
-        const std::uint32_t x = (begin + i) / p.channels;
-        samples[i] = std::uint32_t(index[x]) * p.channels + (begin + i) % p.channels;
-        first = samples[i] < first ? samples[i] : first;
-        last = samples[i] > last ? samples[i] : last;
-    }
-    block.src = std::int32_t(first);
-    block.dst = 2 * begin;
-    for (std::size_t i = 0; i < COUNT; ++i) {
-        block.shuffle[2 * i] = std::uint8_t(samples[i] - first);
-        block.shuffle[2 * i + 1] = std::uint8_t(samples[i] - first + p.channels);
-    }
-    return last + p.channels - first < window;
+template <std::size_t WINDOWS, std::size_t SUMS = FULL>
+constexpr BlockForm BLOCKS = {SUMS, estimateBlocks<WINDOWS>, gatherRow<WINDOWS, SUMS>,
+                              gatherBlend<WINDOWS, SUMS>};
+
+// From the quickest on. The last ones always serve. Pixels of 3 bytes don't fill a lane, and what
+// starts or ends within one would need a window for it.
+constexpr BlockForm FORMS[] = {BLOCKS<1>, BLOCKS<2>, BLOCKS<3>, BLOCKS<4>, BLOCKS<8>};
+constexpr BlockForm BGR_FORMS[] = {BLOCKS<1>, BLOCKS<1, 7>, BLOCKS<1, 6>, BLOCKS<2, 6>};
+
+inline const BlockForm& formOf(std::uint32_t channels, std::size_t number) {
+    return channels == 3 ? BGR_FORMS[number] : FORMS[number];
+}
+
+/// Whether the lines of memory that two rows and the next two are taken from fill no more than half
+/// the first cache, so that they are still there when they are used.
+bool linesStay(const ResizerParam& p) {
+    constexpr std::uint64_t LINE = 64;
+    constexpr std::uint64_t LIMIT = 6144;  // bytes of a row
+    return p.srcWidth * p.channels <= LIMIT || p.dstWidth * LINE <= LIMIT;
 }
 
 /// @param size bytes of the destination row, at least a vector
@@ -202,66 +317,26 @@ void ResizerByteBilinear::EstimateRows() {
     ratio = findRatio(RatioForms, param);
 }
 
-void ResizerByteBilinear::EstimateColumns() {
-    const std::uint32_t channels = param.channels;
+void ResizerByteBilinear::EstimateBlocks() {
+    const std::uint32_t size = param.dstWidth * param.channels;
     ix.Resize(param.dstWidth, param.alignment);
     ax.Resize(param.dstWidth, param.alignment);
-    weights.Resize(std::uint64_t{2} * param.dstWidth * channels, param.alignment);
     estimateByteTaps(param.srcWidth, param.dstWidth, ix.data, ax.data);
-    estimateWeightPairs(param, ax.data, weights.data);
-}
-
-void ResizerByteBilinear::EstimateBlocks() {
-    EstimateColumns();
-    const std::uint32_t size = param.dstWidth * param.channels;
-    const std::uint32_t srcSize = param.srcWidth * param.channels;
-    const bool shrinks = param.srcHeight >= param.dstHeight;
-    isWide = shrinks && srcSize >= WIDE * LANE &&
-             float(param.srcWidth) > WIDE_RATIO * float(param.dstWidth);
-    const std::uint32_t window = isWide ? WIDE * LANE : GATHER_WINDOW;
-    blocks.Resize(size + 1, param.alignment);
-    std::uint32_t count = estimateGatherBlocks(param, ix.data, blocks.data, window);
-    const std::uint32_t lastFull = SUM_SIZE * size - GATHER_PAIRS;
-    const auto isInside = [&](std::uint32_t block) { return blocks.data[block].dst <= lastFull; };
-    GatherBlock last;
-    if (!isInside(count - 1) && estimateLastBlock(param, ix.data, window, last)) {
-        while (!isInside(count - 1)) {
-            --count;
+    const auto channels = std::int32_t(param.channels);
+    const std::int32_t lastWindow = std::int32_t(param.srcWidth) * channels - std::int32_t(LANE);
+    Columns columns = {ix.data, ax.data, channels, lastWindow, {size, FULL}};
+    const auto estimate = [&](const BlockForm& form) {
+        columns.steps.lane = form.lane;
+        return form.estimate(columns, blocks);
+    };
+    blockForm = 0;
+    while (!estimate(formOf(param.channels, blockForm))) {
+        ++blockForm;
+    }
+    if (param.srcHeight < param.dstHeight) {
+        for (Table<std::uint8_t>& row : rows) {
+            row.Resize(std::uint64_t{SUM_SIZE} * size + LANE, param.alignment);
         }
-        blocks.data[count++] = last;
-    }
-    if (count % 2 != 0) {
-        // A last single block is written twice.
-        blocks.data[count] = blocks.data[count - 1];
-        ++count;
-    }
-    pairCount = insideCount = count / 2;
-    while (!isInside(2 * insideCount - 1)) {
-        --insideCount;
-    }
-    const auto estimate = isWide ? estimatePairs<WIDE> : estimatePairs<1>;
-    estimate(blocks.data, weights.data, pairCount, pairs);
-    if (!shrinks) {
-        rows[0].Resize(std::uint64_t{SUM_SIZE} * size, param.alignment);
-        rows[1].Resize(std::uint64_t{SUM_SIZE} * size, param.alignment);
-    }
-}
-
-template <std::size_t LANES>
-void ResizerByteBilinear::BlendPairs(const std::uint8_t* upper,
-                                     const std::uint8_t* lower,
-                                     std::int32_t lowerWeight,
-                                     std::ptrdiff_t ahead,
-                                     std::uint8_t* dst) const {
-    const BlockPair<LANES>* const first = pairsIn<LANES>(pairs);
-    gatherBlend(upper, lower, lowerWeight, ahead, first, insideCount, 0, dst);
-    if (insideCount != pairCount) {
-        // The last blocks would write beyond the row.
-        const std::uint32_t begin = first[insideCount].dst[0];
-        std::uint8_t tail[VECTOR];
-        gatherBlend(upper, lower, lowerWeight, ahead, first + insideCount, pairCount - insideCount,
-                    begin, tail);
-        std::memcpy(dst + begin, tail, std::size_t{param.dstWidth} * param.channels - begin);
     }
 }
 
@@ -294,10 +369,12 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
     if (iy.size == 0) {
         EstimateRows();
     }
-    const std::size_t size = std::size_t{param.dstWidth} * param.channels;
+    const std::uint32_t size = param.dstWidth * param.channels;
     const bool shrinks = param.srcHeight >= param.dstHeight;
+    const bool foresees = linesStay(param);
     const auto interpolate = [&](std::int32_t row, std::uint8_t* sums) {
-        gatherRow(src + row * RowStep(srcStride), pairsIn<1>(pairs), pairCount, sums);
+        formOf(param.channels, blockForm)
+            .gather(src + row * RowStep(srcStride), blocks, size, sums);
     };
     RowPair<std::uint8_t*> pair = {rows[0].data, rows[1].data};
     for (std::uint32_t y = 0, count = 1; y < param.dstHeight; y += count) {
@@ -310,18 +387,15 @@ void ResizerByteBilinear::Run(const std::uint8_t* src,
         count = ScaleByRatio(y, upper, lower, dst, RowStep(dstStride));
         if (count == 0) {
             count = 1;
-            if (pairCount == 0) {
+            if (blocks.size == 0) {
                 EstimateBlocks();
                 pair = {rows[0].data, rows[1].data};
             }
             if (shrinks) {
                 const bool last = y + 1 == param.dstHeight;
-                const std::ptrdiff_t ahead = last ? 0 : (index[1] - *index) * RowStep(srcStride);
-                if (isWide) {
-                    BlendPairs<WIDE>(upper, lower, weight, ahead, dst);
-                } else {
-                    BlendPairs<1>(upper, lower, weight, ahead, dst);
-                }
+                const std::int32_t ahead = foresees && !last ? index[1] - *index : 0;
+                formOf(param.channels, blockForm)
+                    .blend(upper, lower, weight, ahead * RowStep(srcStride), blocks, size, dst);
             } else {
                 pair.moveTo(*index, interpolate);
                 blendRows(pair.upper, pair.lower, weight, size, dst);
