@@ -343,6 +343,16 @@ TEST(Resizer, NearestOfManyRatios) {
     }
 }
 
+/// Neighbours that lie together, and such that lie apart or do so only further on in a row.
+TEST(Resizer, LinearBytesOfManyRatios) {
+    for (const Size src : {29, 37, 47, 53, 56, 60, 75, 90, 112, 131, 176, 185, 300, 540, 740}) {
+        for (const Size channels : {1, 2, 3, 4}) {
+            tryShape({src, 9, 37, 4, channels, Byte, Linear});
+            tryShape({src, 4, 37, 7, channels, Byte, Linear});
+        }
+    }
+}
+
 /// Sources that are larger than a cache.
 TEST(Resizer, LargeFloats) {
     for (const Size channels : {1, 3}) {
