@@ -114,12 +114,16 @@ constexpr decltype(&copyPixelsOfAny) COPY_PIXELS[] = {
 
 constexpr std::uint32_t LARGEST_FIXED_SIZE = 12;
 
-/// Writes @p count positions from @p from on, and up to three more.
+constexpr std::uint32_t MARGIN = NEAREST_WORD - 1;  // of a table of positions
+
+/// Writes @p count positions from @p from on in whole words, hence up to MARGIN more.
 inline void writePositions(std::uint32_t from, std::uint32_t count, std::uint8_t* positions) {
-    std::uint32_t word = from * 0x01010101u + 0x03020100u;
-    std::memcpy(positions, &word, sizeof(word));
-    for (std::uint32_t i = NEAREST_WORD; i < count; i += NEAREST_WORD) {
-        word += NEAREST_WORD * 0x01010101u;
+    constexpr std::uint8_t ORDER[NEAREST_WORD] = {0, 1, 2, 3};
+    constexpr std::uint32_t EACH = 0x01010101;
+    std::uint32_t word;
+    std::memcpy(&word, ORDER, sizeof(word));
+    word += from * EACH;
+    for (std::uint32_t i = 0; i < count; i += NEAREST_WORD, word += NEAREST_WORD * EACH) {
         std::memcpy(positions + i, &word, sizeof(word));
     }
 }
@@ -251,7 +255,7 @@ void ResizerNearest::ChooseBlocks() {
     if (best != nullptr) {
         blocks.Resize(std::uint32_t(float(param.dstWidth) / best->cost), param.alignment);
         const std::uint32_t each = best->spread != nullptr ? best->window : best->block;
-        positions.Resize(std::uint64_t(blocks.size) * each, param.alignment);
+        positions.Resize(std::uint64_t(blocks.size) * each + MARGIN, param.alignment);
         if (CutIntoBlocks(*best)) {
             gather = best->gather;
             if (best->spread != nullptr) {
