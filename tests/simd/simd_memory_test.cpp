@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -61,14 +60,12 @@ std::vector<Block> blocksOf(std::uint32_t begin, std::uint32_t end, std::uint32_
     std::vector<Block> blocks;
     std::mutex mutex;
     Simd::Parallel(
-        begin,
-        end,
+        begin, end,
         [&](std::uint32_t thread, std::uint32_t from, std::uint32_t to) {
             const std::lock_guard<std::mutex> lock(mutex);
             blocks.emplace_back(thread, from, to);
         },
-        threads,
-        1);
+        threads, 1);
     std::sort(blocks.begin(), blocks.end());
     return blocks;
 }
