@@ -104,7 +104,7 @@ struct Columns {
         const std::uint32_t end = element + steps.lane;
         const std::uint32_t last = pixelOf(end - 1);
         std::uint32_t x = pixelOf(element);
-        std::int32_t channel = std::int32_t(element - x * std::uint32_t(channels));
+        auto channel = std::int32_t(element - x * std::uint32_t(channels));
         std::int32_t window = 0;
         std::size_t pair = lane * LANE;
         for (std::size_t i = 0; i < WINDOWS; ++i) {
@@ -136,7 +136,7 @@ bool estimateBlocks(const Columns& columns, Table<std::uint8_t>& table) {
     if (!columns.fill(sample, 0, 0)) {
         return false;  // as mostly, without any memory taken
     }
-    table.Resize(2 * steps.count() * sizeof(Block<WINDOWS>), VECTOR);
+    table.Resize(std::uint64_t{2} * steps.count() * sizeof(Block<WINDOWS>), VECTOR);
     Block<WINDOWS>* block = blocksIn<WINDOWS>(table);
     bool fits = true;
     for (std::uint32_t step = 0; fits && step < steps.count(); ++step, block += 2) {

@@ -144,7 +144,7 @@ inline const BlockForm& formOf(std::uint32_t channels, std::size_t number) {
 bool linesStay(const ResizerParam& p) {
     constexpr std::uint64_t LINE = 64;
     constexpr std::uint64_t LIMIT = 6144;  // bytes of a row
-    return p.srcWidth * p.channels <= LIMIT || p.dstWidth * LINE <= LIMIT;
+    return std::uint64_t{p.srcWidth} * p.channels <= LIMIT || p.dstWidth * LINE <= LIMIT;
 }
 
 /// @param size bytes of the destination row, at least a vector
