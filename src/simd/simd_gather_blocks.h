@@ -8,7 +8,6 @@
 
 #include "simd/simd_resizer.h"
 #include "simd/simd_resizer_ratios.h"
-#include "simd/simd_resizer_tables.h"
 
 namespace Simd {
 // Compiled into each variant apart: code built for a vector unit must not serve the portable one.
@@ -16,24 +15,7 @@ namespace {
 
 constexpr std::uint32_t GATHER_WINDOW = 16;       // source bytes of a block
 constexpr std::uint32_t GATHER_PAIRS = 16;        // bytes of a block's pairs
-constexpr std::uint32_t GATHER_SCALE = 16;        // sum of a pair of weights
 constexpr std::uint32_t GATHER_MAX_CHANNELS = 4;  // so that any pixel fits
-
-/// For 1 to 4 channels.
-/// @param right  weight of the right pixel for each column
-/// @param weight receives a pair (16 - right, right) for each element
-inline void estimateWeightPairs(const ResizerParam& p,
-                                const std::int32_t* __restrict right,
-                                std::uint8_t* __restrict weight) {
-    withChannels(p.channels, [&](auto channels) {
-        for (std::uint32_t x = 0; x < p.dstWidth; ++x) {
-            for (std::uint32_t c = 0; c < channels; ++c, weight += 2) {
-                weight[0] = std::uint8_t(std::int32_t(GATHER_SCALE) - right[x]);
-                weight[1] = std::uint8_t(right[x]);
-            }
-        }
-    });
-}
 
 /// For rows of at least a window.
 /// @param blocks has room for one for each element

@@ -280,6 +280,21 @@ inline uint8x8x2_t blendBlock(Address& upper, Address& lower, uint16x4_t weights
     }
 }
 
+/// @param right  weight of the right pixel for each column
+/// @param weight receives a pair (16 - right, right) for each element
+void estimateWeightPairs(const ResizerParam& p,
+                         const std::int32_t* __restrict right,
+                         std::uint8_t* __restrict weight) {
+    withChannels(p.channels, [&](auto channels) {
+        for (std::uint32_t x = 0; x < p.dstWidth; ++x) {
+            for (std::uint32_t c = 0; c < channels; ++c, weight += PAIR_SIZE) {
+                weight[0] = std::uint8_t(std::int32_t(FRACTION) - right[x]);
+                weight[1] = std::uint8_t(right[x]);
+            }
+        }
+    });
+}
+
 }  // namespace
 
 ResizerByteBilinear::ResizerByteBilinear(const ResizerParam& parameters)
